@@ -1,0 +1,14 @@
+// zel/zel.h - every public header of libzelutil.
+//
+// Include this one header to use any public name of the library; include the
+// family headers directly to keep compile times down.
+
+#ifndef ZEL_ZEL_H_
+#define ZEL_ZEL_H_
+
+#include "zel/critsec.h"
+#include "zel/critsec_lock.h"
+#include "zel/ustring.h"
+#include "zel/version.h"
+
+#endif  // ZEL_ZEL_H_

@@ -1,0 +1,331 @@
+#include "zel/ustring.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+
+#include "converter_counter.h"
+
+namespace Zel {
+namespace {
+
+std::u16string units(const UString& s) { return std::u16string(s.c_str(), s.length()); }
+
+constexpr auto npos = UString::npos;
+
+TEST(UStringConstruct, CharIsMaskedToSevenBits) {
+  EXPECT_EQ(units(UString('a')), u"a");
+  EXPECT_EQ(units(UString(static_cast<char>(0xE9))), u"i");
+}
+
+TEST(UStringConstruct, WideCharactersAreCodePoints) {
+  EXPECT_EQ(units(UString(std::wstring{L'a', static_cast<wchar_t>(0x1F600), L'b'})),
+            (std::u16string{u'a', 0xD83D, 0xDE00, u'b'}));
+  EXPECT_EQ(units(UString(std::wstring{static_cast<wchar_t>(0x10FFFF)})),
+            (std::u16string{0xDBFF, 0xDFFF}));
+  // Out of Unicode's range, including negative wchar_t values: dropped.
+  EXPECT_EQ(units(UString(std::wstring{L'x', static_cast<wchar_t>(0x110000),
+                                       static_cast<wchar_t>(-1), L'y'})),
+            u"xy");
+}
+
+TEST(UStringConstruct, FromBytesUnitsAndNull) {
+  EXPECT_EQ(units(UString("caf\xC3\xA9", "UTF-8")), u"caf\u00E9");
+  EXPECT_EQ(units(UString("caf\xE9", "ISO-8859-1")), u"caf\u00E9");
+  EXPECT_EQ(units(UString(Utf8String("\xE2\x82\xAC"))), u"\u20AC");
+  EXPECT_EQ(units(UString(std::u16string(u"a\0b", 3))), std::u16string(u"a\0b", 3));
+  EXPECT_TRUE(UString(static_cast<const UChar*>(nullptr)).empty());
+  EXPECT_TRUE(UString(static_cast<const char*>(nullptr), "UTF-8").empty());
+}
+
+TEST(UStringAccess, OutOfRangeIndexGivesFFFF) {
+  UString s(u"abc");
+  EXPECT_EQ(s[2], u'c');
+  EXPECT_EQ(s[3], 0xFFFF);
+  EXPECT_EQ(s[npos], 0xFFFF);
+  EXPECT_EQ(s[0x80000000u], 0xFFFF);
+}
+
+TEST(UStringAccess, CStrTerminatesWithoutChangingLength) {
+  UString s;
+  // Fill the storage exactly, so that the terminator needs room of its own.
+  while (s.length() < s.capacity()) s.append(u'x');
+  const auto length = s.length();
+  const auto capacity = s.capacity();
+  const UChar* p = s.c_str();
+  EXPECT_EQ(p[length], 0);
+  EXPECT_EQ(s.length(), length);
+  EXPECT_GT(s.capacity(), capacity);
+  EXPECT_EQ(units(s), std::u16string(length, u'x'));
+}
+
+TEST(UStringCompare, OrdersByCodeUnits) {
+  EXPECT_EQ(UString(u"abc").compare(UString(u"abd")), -1);
+  EXPECT_EQ(UString(u"abd").compare(UString(u"abc")), 1);
+  EXPECT_EQ(UString(u"abc").compare(UString(u"abc")), 0);
+  EXPECT_EQ(UString(u"ab").compare(UString(u"abc")), -1);
+  // U+FF21 sorts after a surrogate unit in code-unit order.
+  EXPECT_EQ(UString(u"\uFF21").compare(UString(u"\U0001F600")), 1);
+  EXPECT_EQ(UString(u"xabcx").compare(1, 3, UString(u"abc")), 0);
+  EXPECT_EQ(UString(u"xabcx").compare(1, npos, UString(u"abcx")), 0);
+  EXPECT_EQ(UString(u"abc").compare(u"abc"), 0);
+  EXPECT_EQ(UString(u"abc").compare(static_cast<const UChar*>(nullptr)), 1);
+  EXPECT_TRUE(UString(u"a") < UString(u"b"));
+  EXPECT_TRUE(UString(u"a") != UString(u"b"));
+}
+
+TEST(UStringModify, AssignWithZeroCountTakesTheWholeText) {
+  UString s(u"old");
+  s.assign(u"abc", 0);
+  EXPECT_EQ(units(s), u"abc");
+  s.assign(u"abcdef", 2);
+  EXPECT_EQ(units(s), u"ab");
+}
+
+TEST(UStringModify, InsertReplaceAndSetAtPinPositions) {
+  UString s(u"abc");
+  s.insert(1, u'X').insert(99, UString(u"END")).insert(0, u"<");
+  EXPECT_EQ(units(s), u"<aXbcEND");
+  s.replace(1, 3, UString(u"--")).replace(5, npos, u"!");
+  EXPECT_EQ(units(s), u"<--cE!");
+  s.set_at(0, u'[').set_at(6, u'?').set_at(npos, u'?');
+  EXPECT_EQ(units(s), u"[--cE!");
+}
+
+TEST(UStringModify, EraseRules) {
+  auto erased = [](UString::size_type pos, UString::size_type n) {
+    UString s(u"abcdef");
+    s.erase(pos, n);
+    return units(s);
+  };
+  EXPECT_EQ(erased(0, npos), u"");
+  EXPECT_EQ(erased(2, npos), u"ab");
+  EXPECT_EQ(erased(99, npos), u"abcdef");
+  EXPECT_EQ(erased(0, 0x7FFFFFFF), u"");
+  EXPECT_EQ(erased(1, 2), u"adef");
+  EXPECT_EQ(erased(4, 99), u"abcd");
+  EXPECT_EQ(erased(99, 1), u"abcdef");
+}
+
+TEST(UStringModify, ReserveTrimClear) {
+  UString s(u"  a b \t\n");
+  s.reserve(1000);
+  EXPECT_GE(s.capacity(), 1000u);
+  EXPECT_EQ(units(s.trim()), u"a b");
+  s.reserve(npos);  // more than ICU can hold: ignored, text intact
+  EXPECT_EQ(units(s), u"a b");
+  s.clear();
+  EXPECT_TRUE(s.empty());
+}
+
+TEST(UStringSubstr, PinsInsteadOfThrowing) {
+  const UString s(u"abc");
+  EXPECT_EQ(units(s.substr(5, npos)), u"");
+  EXPECT_EQ(units(s.substr(3)), u"");
+  EXPECT_EQ(units(s.substr(1, 99)), u"bc");
+  EXPECT_EQ(units(s.substr(0, 2)), u"ab");
+  EXPECT_EQ(units(s.substr(1, npos)), u"bc");
+}
+
+TEST(UStringSearch, StartIsReadAsSigned) {
+  const UString s(u"abcabc");
+  EXPECT_EQ(s.find(u'b', 0), 1u);
+  EXPECT_EQ(s.find(u'b', 2), 4u);
+  EXPECT_EQ(s.find(u'b', npos), 1u);         // negative: whole string
+  EXPECT_EQ(s.find(u'b', 0x80000000u), 1u);  // negative too
+  EXPECT_EQ(s.find(u'b', 99), npos);         // past the end: nothing
+  EXPECT_EQ(s.find(u"ca", 0), 2u);
+  EXPECT_EQ(s.find(UString(u"bc"), 2), 4u);
+}
+
+TEST(UStringSearch, EmptyNeedleFindsNothing) {
+  const UString s(u"abc");
+  EXPECT_EQ(s.find(u""), npos);
+  EXPECT_EQ(s.find(UString()), npos);
+  EXPECT_EQ(s.find(static_cast<const UChar*>(nullptr)), npos);
+  EXPECT_EQ(s.find_last(UString()), npos);
+  EXPECT_EQ(s.find_first_of(u""), npos);
+  EXPECT_EQ(s.find_first_of(UString()), npos);
+}
+
+TEST(UStringSearch, FindLastTakesALowerBound) {
+  EXPECT_EQ(UString(u"aXaXa").find_last(u'a', 2), 4u);
+  EXPECT_EQ(UString(u"aXaXb").find_last(u'a', 2), 2u);
+  EXPECT_EQ(UString(u"aXaXb").find_last(u'a', 3), npos);
+  EXPECT_EQ(UString(u"abab").find_last(u"ab", 0), 2u);
+  EXPECT_EQ(UString(u"abab").find_last(UString(u"ab"), npos), 2u);
+}
+
+TEST(UStringSearch, FindFirstOfTakesTheLeastIndex) {
+  const UString s(u"path/to\\file");
+  EXPECT_EQ(s.find_first_of(u"\\/"), 4u);
+  EXPECT_EQ(s.find_first_of(UString(u"\\/"), 5), 7u);
+  EXPECT_EQ(s.find_first_of(u'f'), 8u);
+  EXPECT_EQ(s.find_first_of(u"xyz"), npos);
+}
+
+// --- Conversions --------------------------------------------------------------
+
+TEST(UStringEncode, Utf8) {
+  bool failed = true;
+  EXPECT_EQ(UString().std_str("UTF-8", failed), "");
+  EXPECT_FALSE(failed);
+  EXPECT_EQ(UString(u"\u00E4b").std_str("UTF-8", failed), "\xC3\xA4" "b");
+  EXPECT_FALSE(failed);
+  EXPECT_EQ(UString(u"\U0001F600").utf8_str(), "\xF0\x9F\x98\x80");
+}
+
+TEST(UStringEncode, ResultsStopAtTheFirstZeroByte) {
+  bool failed = true;
+  EXPECT_EQ(UString(u"A").std_str("UTF-16BE", failed), "");
+  EXPECT_FALSE(failed);
+  EXPECT_EQ(UString(u"A").std_str("UTF-16LE", failed), "A");
+  const UString with_zero(std::u16string(u"ab\0cd", 5));
+  EXPECT_EQ(with_zero.utf8_str(), "ab");
+  EXPECT_EQ(with_zero.std_str("ISO-8859-1", failed), "ab");
+}
+
+TEST(UStringEncode, Utf8FailureIsNotFlaggedButAConvertersIs) {
+  const UString lone_surrogate(std::u16string{u'a', 0xD800, u'b'});
+  bool failed = true;
+  EXPECT_EQ(lone_surrogate.std_str("UTF-8", failed), "");
+  EXPECT_FALSE(failed);
+  EXPECT_EQ(lone_surrogate.utf8_str(), "");
+  // Any other spelling goes to ICU's converter, which substitutes.
+  const std::string substituted = lone_surrogate.std_str("utf8", failed);
+  EXPECT_EQ(substituted.front(), 'a');
+  EXPECT_EQ(substituted.back(), 'b');
+}
+
+TEST(UStringEncode, UnmappableCharactersAreSubstituted) {
+  bool failed = false;
+  EXPECT_EQ(UString(u"a\u20ACb").std_str("ISO-8859-1", failed), "a\x1A" "b");
+}
+
+TEST(UStringEncode, UnknownCharsetGivesEmptyUnflagged) {
+  const UString s(u"abc");
+  bool failed = true;
+  EXPECT_EQ(s.std_str("no-such-charset", failed), "");
+  EXPECT_FALSE(failed);
+  // The failed lookup dropped the old converter; a good name works again.
+  EXPECT_EQ(s.std_str("ISO-8859-1", failed), "abc");
+}
+
+TEST(UStringEncode, ConverterIsOpenedOncePerCharsetAndNotShared) {
+  const UString s(u"caf\u00E9");
+  bool failed = false;
+  const int before = zel_test::converters_opened();
+  for (int i = 0; i < 5; ++i) EXPECT_EQ(s.std_str("ISO-8859-1", failed), "caf\xE9");
+  EXPECT_EQ(zel_test::converters_opened() - before, 1);
+
+  // Another set replaces the cached converter; the first set then reopens.
+  EXPECT_EQ(s.std_str("UTF-16LE", failed), "c");
+  EXPECT_EQ(s.std_str("ISO-8859-1", failed), "caf\xE9");
+  EXPECT_EQ(zel_test::converters_opened() - before, 3);
+
+  // Names that ICU's comparison holds equal share the converter...
+  EXPECT_EQ(s.std_str("iso_8859-1", failed), "caf\xE9");
+  EXPECT_EQ(zel_test::converters_opened() - before, 3);
+  // ...an alias ("latin1") does not: the comparison is by name, not by alias.
+  EXPECT_EQ(s.std_str("latin1", failed), "caf\xE9");
+  EXPECT_EQ(zel_test::converters_opened() - before, 4);
+
+  // The held converter is named "ISO-8859-1", so asking by alias reopens every time.
+  EXPECT_EQ(s.std_str("latin1", failed), "caf\xE9");
+  EXPECT_EQ(zel_test::converters_opened() - before, 5);
+
+  // A copy has a converter of its own; the UTF-8 path never opens one.
+  const UString copy(s);
+  EXPECT_EQ(copy.std_str("ISO-8859-1", failed), "caf\xE9");
+  EXPECT_EQ(s.utf8_str(), "caf\xC3\xA9");
+  UString decoded;
+  decoded.assign("caf\xE9", "ISO-8859-1").assign("x", "ISO-8859-1");
+  EXPECT_EQ(zel_test::converters_opened() - before, 7);
+}
+
+TEST(UStringEncode, DefaultCharsetIsAskedOnce) {
+  const char* name = UString::default_charset();
+  ASSERT_NE(name, nullptr);
+  EXPECT_STRNE(name, "");
+  EXPECT_EQ(UString::default_charset(), name);
+  EXPECT_EQ(UString::eval_charset("DEFAULT"), name);
+  EXPECT_STREQ(UString::eval_charset("UTF-16"), "UTF-16");
+  EXPECT_STREQ(UString::eval_charset("default"), "default");
+  bool failed = true;
+  EXPECT_EQ(UString(u"plain").std_str("DEFAULT", failed), "plain");
+  EXPECT_FALSE(failed);
+}
+
+TEST(UStringDecode, Utf8) {
+  UString s(u"old");
+  EXPECT_EQ(units(s.utf8_assign("h\xC3\xA9")), u"h\u00E9");
+  EXPECT_EQ(units(s.utf8_assign(std::string("a\0b", 3))), std::u16string(u"a\0b", 3));
+  s.utf8_assign("\xC3\x28");  // malformed: cleared
+  EXPECT_TRUE(s.empty());
+  s.assign(u"old", 0).utf8_assign("");
+  EXPECT_TRUE(s.empty());
+  s.assign(u"old", 0).assign(std::string("\xED\xA0\x80"), "UTF-8");  // encoded surrogate
+  EXPECT_TRUE(s.empty());
+}
+
+TEST(UStringDecode, ConverterErrorsLeaveWhatICUProduced) {
+  UString s;
+  s.assign(std::string("\xC3\x28"), "utf8");
+  EXPECT_FALSE(s.empty());
+  EXPECT_EQ(s[s.length() - 1], u'(');
+  s.assign(std::string("A\0B\0", 4), "UTF-16LE");
+  EXPECT_EQ(units(s), u"AB");
+}
+
+TEST(UStringDecode, UnknownCharsetLeavesTheTextUnchanged) {
+  UString s(u"keep");
+  s.assign(std::string("bytes"), "no-such-charset");
+  EXPECT_EQ(units(s), u"keep");
+  s.assign(std::string(), "no-such-charset");
+  EXPECT_TRUE(s.empty());
+}
+
+TEST(UStringDecode, RoundTripsThroughCharsetsWithoutZeroBytes) {
+  const UString text(u"Gr\u00FC\u00DFe \u20AC \u65E5\u672C \U0001F600");
+  for (const char* charset : {"UTF-8", "utf-8", "GB18030", "UTF-7"}) {
+    bool failed = true;
+    const std::string bytes = text.std_str(charset, failed);
+    EXPECT_FALSE(failed) << charset;
+    UString back;
+    back.assign(bytes, charset);
+    EXPECT_EQ(units(back), units(text)) << charset;
+  }
+}
+
+TEST(UStringStream, ExtractorsReadOneWord) {
+  std::istringstream bytes("  h\xC3\xA9llo world");
+  UString s;
+  bytes >> s;
+  EXPECT_EQ(units(s), u"h\u00E9llo");
+  Utf8String raw;
+  bytes >> raw;
+  EXPECT_EQ(raw, "world");
+  bytes >> s;  // nothing left: unchanged
+  EXPECT_EQ(units(s), u"h\u00E9llo");
+
+  std::wistringstream wide(L"\u00E9t\u00E9 x");
+  wide >> s;
+  EXPECT_EQ(units(s), u"\u00E9t\u00E9");
+}
+
+TEST(UStringMove, TakesTextAndConverter) {
+  UString a(u"abc");
+  bool failed = false;
+  a.std_str("ISO-8859-1", failed);
+  const int before = zel_test::converters_opened();
+  UString b(std::move(a));
+  EXPECT_EQ(b.std_str("ISO-8859-1", failed), "abc");
+  UString c;
+  c = std::move(b);
+  EXPECT_EQ(c.std_str("ISO-8859-1", failed), "abc");
+  EXPECT_EQ(zel_test::converters_opened(), before);
+}
+
+}  // namespace
+}  // namespace Zel

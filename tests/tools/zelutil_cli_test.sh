@@ -1,0 +1,52 @@
+#!/usr/bin/env bash
+# Checks the zelutil tool as a person uses it: output, messages and exit codes.
+# Usage: zelutil_cli_test.sh PATH-TO-ZELUTIL
+set -u
+zelutil=$1
+failures=0
+tmp=$(mktemp -d)
+trap 'rm -rf "$tmp"' EXIT
+
+# check NAME EXPECTED-EXIT EXPECTED-STDOUT-HEX|- STDERR-PATTERN|- STDIN -- ARGS...
+check() {
+  local name=$1 want_rc=$2 want_out=$3 want_err=$4 input=$5
+  shift 6
+  local out err rc
+  printf '%b' "$input" | "$zelutil" "$@" >"$tmp/out" 2>"$tmp/err"
+  rc=${PIPESTATUS[1]}
+  out=$(od -An -tx1 "$tmp/out" | tr -d ' \n')
+  err=$(cat "$tmp/err")
+  if [ "$rc" != "$want_rc" ]; then
+    echo "FAIL $name: exit $rc, expected $want_rc (stderr: $err)"; failures=$((failures + 1)); return
+  fi
+  if [ "$want_out" != "-" ] && [ "$out" != "$want_out" ]; then
+    echo "FAIL $name: stdout $out, expected $want_out"; failures=$((failures + 1)); return
+  fi
+  if [ "$want_err" != "-" ] && ! grep -q -- "$want_err" <<<"$err"; then
+    echo "FAIL $name: stderr '$err' lacks '$want_err'"; failures=$((failures + 1)); return
+  fi
+  echo "ok   $name"
+}
+
+check utf8-to-latin1      0 "4772fcdf65"   -                         'Gr\xc3\xbc\xc3\x9fe' -- convert --from UTF-8 --to ISO-8859-1
+check latin1-to-utf8      0 "4772c3bcc39f65" -                       'Gr\xfc\xdfe' -- convert --from ISO-8859-1 --to UTF-8
+check through-default     0 "616263"       -                         'abc' -- convert --from UTF-8 --to DEFAULT
+check empty-input         0 ""             -                         '' -- convert --from UTF-8 --to UTF-8
+check malformed-utf8      1 ""             "not valid UTF-8"         '\xc3\x28' -- convert --from UTF-8 --to UTF-8
+check unmappable          1 ""             "without loss"            '\xe2\x82\xac' -- convert --from UTF-8 --to ISO-8859-1
+check zero-bytes          1 ""             "without loss"            'abc' -- convert --from UTF-8 --to UTF-16BE
+check unknown-charset     1 ""             "unknown character set 'NOPE'" 'abc' -- convert --from NOPE --to UTF-8
+check missing-option      2 ""             "--to is required"        '' -- convert --from UTF-8
+check no-subcommand       2 ""             "subcommand is required"  '' --
+check unknown-subcommand  2 ""             -                         '' -- frobnicate
+check help                0 -              -                         '' -- --help
+check version             0 -              -                         '' -- version
+
+line=$("$zelutil" version)
+if [[ "$line" =~ ^libzelutil\ {24}[0-9]+\.[0-9]+\.[0-9]+\.[0-9]+\ \(.{24}\)$ ]]; then
+  echo "ok   version-line"
+else
+  echo "FAIL version-line: '$line'"; failures=$((failures + 1))
+fi
+
+[ "$failures" -eq 0 ] || { echo "$failures failure(s)"; exit 1; }

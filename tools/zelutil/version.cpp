@@ -1,0 +1,12 @@
+#include "commands.h"
+#include "zel/version.h"
+
+namespace zelutil {
+
+void add_version_commands(CLI::App& app) {
+  app.add_subcommand("version", "Print the library's version line")->callback([] {
+    libzelutil_print_verid();
+  });
+}
+
+}  // namespace zelutil
