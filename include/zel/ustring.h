@@ -187,7 +187,6 @@ class ZEL_EXPORT UString {
   // Replaces the text by `bytes` decoded from UTF-8; malformed UTF-8 clears it.
   UString& utf8_assign(const Utf8String& bytes);
 
-
  private:
   explicit UString(icu::UnicodeString text) : text_(std::move(text)) {}
 

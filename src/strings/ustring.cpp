@@ -18,7 +18,7 @@ namespace {
 // the end of the string.
 int32_t to_icu(UString::size_type value) {
   return value > static_cast<UString::size_type>(INT32_MAX) ? INT32_MAX
-                                                             : static_cast<int32_t>(value);
+                                                            : static_cast<int32_t>(value);
 }
 
 UString::size_type from_icu(int32_t index) {
@@ -101,7 +101,8 @@ UString::UString(const std::wstring& wide) {
       scratch.push_back(static_cast<UChar>((cp & 0x3FF) | 0xDC00));
     }
   }
-  text_.setTo(scratch.data(), static_cast<int32_t>(std::min<std::size_t>(scratch.size(), INT32_MAX)));
+  text_.setTo(scratch.data(),
+              static_cast<int32_t>(std::min<std::size_t>(scratch.size(), INT32_MAX)));
 }
 
 UString::~UString() { close_converter(); }
@@ -121,9 +122,7 @@ UString& UString::operator=(UString&& other) noexcept {
 
 UString::size_type UString::length() const { return static_cast<size_type>(text_.length()); }
 
-UString::size_type UString::capacity() const {
-  return static_cast<size_type>(text_.getCapacity());
-}
+UString::size_type UString::capacity() const { return static_cast<size_type>(text_.getCapacity()); }
 
 bool UString::empty() const { return text_.isEmpty(); }
 

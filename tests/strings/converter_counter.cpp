@@ -22,8 +22,7 @@ int converters_opened() { return g_opened.load(); }
 // takes that symbol's place in the process.
 extern "C" UConverter* ucnv_open(const char* name, UErrorCode* status) {
   using Open = UConverter* (*)(const char*, UErrorCode*);
-  static const auto icu_open =
-      reinterpret_cast<Open>(dlsym(RTLD_NEXT, ZEL_TEST_SYMBOL(ucnv_open)));
+  static const auto icu_open = reinterpret_cast<Open>(dlsym(RTLD_NEXT, ZEL_TEST_SYMBOL(ucnv_open)));
   ++g_opened;
   return icu_open(name, status);
 }

@@ -171,7 +171,9 @@ TEST(UStringEncode, Utf8) {
   bool failed = true;
   EXPECT_EQ(UString().std_str("UTF-8", failed), "");
   EXPECT_FALSE(failed);
-  EXPECT_EQ(UString(u"\u00E4b").std_str("UTF-8", failed), "\xC3\xA4" "b");
+  EXPECT_EQ(UString(u"\u00E4b").std_str("UTF-8", failed),
+            "\xC3\xA4"
+            "b");
   EXPECT_FALSE(failed);
   EXPECT_EQ(UString(u"\U0001F600").utf8_str(), "\xF0\x9F\x98\x80");
 }
@@ -200,7 +202,9 @@ TEST(UStringEncode, Utf8FailureIsNotFlaggedButAConvertersIs) {
 
 TEST(UStringEncode, UnmappableCharactersAreSubstituted) {
   bool failed = false;
-  EXPECT_EQ(UString(u"a\u20ACb").std_str("ISO-8859-1", failed), "a\x1A" "b");
+  EXPECT_EQ(UString(u"a\u20ACb").std_str("ISO-8859-1", failed),
+            "a\x1A"
+            "b");
 }
 
 TEST(UStringEncode, UnknownCharsetGivesEmptyUnflagged) {

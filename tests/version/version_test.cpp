@@ -14,8 +14,8 @@ TEST(VersionLine, NamePaddedVersionAndBuildTime) {
   libzelutil_sprintf_verid(line);
   const std::string text(line);
   // "libzelutil" padded to 33, the version, no label, ctime's 24 characters.
-  const std::string head = std::string("libzelutil") + std::string(23, ' ') + " " +
-                           ZEL_TEST_PROJECT_VERSION + " (";
+  const std::string head =
+      std::string("libzelutil") + std::string(23, ' ') + " " + ZEL_TEST_PROJECT_VERSION + " (";
   ASSERT_EQ(text.substr(0, head.size()), head);
   EXPECT_THAT(text.substr(head.size()),
               testing::MatchesRegex("[A-Z][a-z][a-z] [A-Z][a-z][a-z] [ 0-9][0-9] "

@@ -4,7 +4,6 @@
 #define ZEL_TOOLS_ZELUTIL_COMMANDS_H_
 
 #include <CLI/CLI.hpp>
-
 #include <stdexcept>
 #include <string>
 

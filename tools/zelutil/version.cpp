@@ -1,5 +1,6 @@
-#include "commands.h"
 #include "zel/version.h"
+
+#include "commands.h"
 
 namespace zelutil {
 

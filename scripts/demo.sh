@@ -1,0 +1,19 @@
+#!/usr/bin/env bash
+# Builds the zelutil tool (release) and shows what it does.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/install-deps.sh demo
+
+cmake --preset release -B build/demo -DZEL_BUILD_TESTS=OFF -DZEL_BUILD_BENCHMARKS=OFF >/dev/null
+cmake --build build/demo --target zelutil_tool
+zelutil=build/demo/tools/zelutil/zelutil
+
+run() { printf '\n$ %s\n' "$*"; "$@" || printf '(exit code %d)\n' "$?"; }
+show() { printf '\n$ %s\n' "$1"; bash -c "$1" || printf '(exit code %d)\n' "$?"; }
+
+run "$zelutil" version
+show "printf 'Gr\\xc3\\xbc\\xc3\\x9fe, caf\\xc3\\xa9\\n' | $zelutil convert --from UTF-8 --to ISO-8859-1 | od -c"
+show "printf 'Gr\\xfc\\xdfe\\n' | $zelutil convert --from ISO-8859-1 --to UTF-8"
+show "printf 'price: \\xe2\\x82\\xac 5\\n' | $zelutil convert --from UTF-8 --to ISO-8859-1"
+show "printf '\\xc3\\x28' | $zelutil convert --from UTF-8 --to DEFAULT"
+run "$zelutil" convert --from UTF-8

@@ -1,0 +1,56 @@
+#!/usr/bin/env bash
+# The whole test suite, as CI runs it on a clean clone:
+#   formatting; unit tests in the debug build and in the ASan+UBSan build;
+#   the concurrent tests under ThreadSanitizer; the release build with the
+#   benchmarks (each run briefly); the installed tool and the installed CMake
+#   package and pkg-config file used from outside; every fuzz target for a
+#   bounded time (ZEL_FUZZ_SECONDS, default 30).
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/install-deps.sh test
+
+step() { printf '\n===== %s\n' "$*"; }
+
+step "format"
+git ls-files '*.h' '*.cpp' | xargs clang-format --dry-run --Werror
+
+for preset in debug asan; do
+  step "unit tests: $preset"
+  cmake --preset "$preset" >/dev/null
+  cmake --build --preset "$preset"
+  ctest --preset "$preset" -j "$(nproc)"
+done
+
+step "concurrent tests: tsan"
+cmake --preset tsan >/dev/null
+cmake --build --preset tsan
+ctest --preset tsan
+
+step "release build and benchmarks (brief runs)"
+cmake --preset release >/dev/null
+cmake --build --preset release
+for bench in build/release/bench/bench_*; do
+  "$bench" --benchmark_min_time=0.001 --benchmark_repetitions=1 >/dev/null
+  echo "ran $(basename "$bench")"
+done
+
+step "installed tool and package"
+prefix=$(mktemp -d)
+trap 'rm -rf "$prefix"' EXIT
+cmake --install build/release --prefix "$prefix/usr" >/dev/null
+"$prefix/usr/bin/zelutil" version
+[ "$(printf 'caf\xc3\xa9' | "$prefix/usr/bin/zelutil" convert --from UTF-8 --to ISO-8859-1 | od -An -tx1 | tr -d ' ')" = "636166e9" ]
+cmake -S tests/consumer -B "$prefix/consumer" -G Ninja -DCMAKE_PREFIX_PATH="$prefix/usr" >/dev/null
+cmake --build "$prefix/consumer"
+"$prefix/consumer/consumer"
+pcdir=$(dirname "$(find "$prefix/usr" -name zelutil.pc)")
+libdir=$(PKG_CONFIG_PATH="$pcdir" pkg-config --variable=libdir zelutil)
+# shellcheck disable=SC2046
+g++ -std=c++17 tests/consumer/main.cpp -o "$prefix/consumer-pc" \
+  $(PKG_CONFIG_PATH="$pcdir" pkg-config --cflags --libs zelutil) -Wl,-rpath,"$libdir"
+"$prefix/consumer-pc"
+
+step "fuzz targets"
+scripts/fuzz.sh "${ZEL_FUZZ_SECONDS:-30}"
+
+step "all checks passed"
