@@ -1,11 +1,11 @@
 # Installation: headers, library, the CMake package and the pkg-config file.
 include(CMakePackageConfigHelpers)
 
-install(DIRECTORY include/zel "${PROJECT_BINARY_DIR}/include/zel"
+install(DIRECTORY include/zel include/qvlogger "${PROJECT_BINARY_DIR}/include/zel"
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
         FILES_MATCHING PATTERN "*.h")
 
-install(TARGETS zelutil EXPORT zelutilTargets
+install(TARGETS zelutil qvlogger EXPORT zelutilTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
