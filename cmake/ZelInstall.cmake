@@ -20,5 +20,8 @@ install(FILES "${PROJECT_BINARY_DIR}/zelutilConfig.cmake"
               "${PROJECT_BINARY_DIR}/zelutilConfigVersion.cmake"
         DESTINATION ${ZEL_CMAKE_DIR})
 
+file(RELATIVE_PATH ZEL_PC_RELATIVE_PREFIX
+  "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
+string(REGEX REPLACE "/$" "" ZEL_PC_RELATIVE_PREFIX "${ZEL_PC_RELATIVE_PREFIX}")
 configure_file(cmake/zelutil.pc.in "${PROJECT_BINARY_DIR}/zelutil.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/zelutil.pc" DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
