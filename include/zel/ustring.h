@@ -53,6 +53,9 @@ class ZEL_EXPORT Utf8String : public std::string {
   Utf8String(const std::string& bytes) : std::string(bytes) {}
   Utf8String(std::string&& bytes) : std::string(std::move(bytes)) {}
   Utf8String(const char* bytes) : std::string(bytes != nullptr ? bytes : "") {}
+
+  // A plain copy of the bytes.
+  std::string std_str() const { return *this; }
 };
 
 class ZEL_EXPORT UString {

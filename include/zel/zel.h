@@ -8,6 +8,12 @@
 
 #include "zel/critsec.h"
 #include "zel/critsec_lock.h"
+#include "zel/exception.h"
+#include "zel/logadaptor.h"
+#include "zel/pname.h"
+#include "zel/qrpexception.h"
+#include "zel/resource.h"
+#include "zel/umessage.h"
 #include "zel/ustring.h"
 #include "zel/version.h"
 

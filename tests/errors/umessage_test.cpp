@@ -1,0 +1,124 @@
+#include "zel/umessage.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "test_resource.h"
+
+namespace Zel {
+namespace {
+
+using Arg = UMessage::Arg;
+
+std::string text(const UString& s) { return s.utf8_str(); }
+
+TEST(Catalogue, MatchesItsSourceFile) {
+  std::ifstream file(ZEL_TEST_CATALOGUE_FILE);
+  ASSERT_TRUE(file) << ZEL_TEST_CATALOGUE_FILE;
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(file, line);) lines.push_back(line);
+  ASSERT_EQ(lines.size(), 22u);
+  for (std::size_t i = 0; i < lines.size(); ++i) EXPECT_EQ(lines[i], zelutil[i]) << "line " << i;
+  EXPECT_STREQ(zelutil[0], "zelutil 21");
+  // Message n is QZMLK0650+n E.
+  for (int n = 1; n <= 21; ++n) {
+    EXPECT_EQ(std::string(zelutil[n]).substr(0, 11), "QZMLK0" + std::to_string(650 + n) + "E ");
+  }
+}
+
+TEST(UMessageFormat, CatalogueMessagesWithArguments) {
+  const UString path(u"/tmp/d\u00E9j\u00E0");
+  EXPECT_EQ(text(UMessage(zelutil, 19, Arg(path), Arg::nil).message_string()),
+            "QZMLK0669E Error converting '/tmp/d\xC3\xA9j\xC3\xA0' to default character set.");
+  EXPECT_EQ(text(UMessage(zelutil, 1, Arg(-5)).message_string()),
+            "QZMLK0651E Can't generate a UUID (possible network/adapter configuration problem) "
+            "- UuidCreate error -5");
+  // The crossed arguments of message 3 are the callers' business, not ours.
+  EXPECT_EQ(
+      text(UMessage::sprintf(zelutil, 3, Arg(u"Zel::f"), Arg("src/x.cpp"), Arg("42"), Arg::nil,
+                             Arg::nil, Arg::nil, Arg::nil, Arg::nil, Arg::nil, Arg::nil)),
+      "QZMLK0653E Internal error: Zel::f(), at line: src/x.cpp in file: '42'");
+  EXPECT_EQ(text(UMessage::sprintf(zelutil, 4, Arg("Oid::from_string"))),
+            "QZMLK0654E Oid::from_string(): called with illegal value.");
+}
+
+TEST(UMessageFormat, NilArgumentsAreSkippedAndLaterOnesMoveUp) {
+  const UMessage m(zelutil, 21, Arg::nil, Arg("x"));
+  ASSERT_EQ(m.args().size(), 1u);
+  EXPECT_EQ(m.args()[0].tag(), Arg::BYTES);
+  const UMessage ten(zelutil, 21, Arg::nil, Arg("a"), Arg::nil, Arg::nil, Arg("b"));
+  EXPECT_EQ(text(ten.message_string()), "QZMLK0671E The selector 'a' is not valid: b");
+  EXPECT_EQ(text(UMessage::sprintf("%s-%s", Arg::nil, Arg("p"), Arg::nil, Arg("q"), Arg::nil,
+                                   Arg::nil, Arg::nil, Arg::nil, Arg::nil, Arg::nil)),
+            "p-q");
+}
+
+TEST(UMessageFormat, EveryArgumentKind) {
+  const TestResource resource(u"brtype:main@/store");
+  const std::string bytes = "std";
+  const UString format(u"%d|%d|%ld|%lld|%.2f|%s|%s|%s|%s|%s|%c");
+  EXPECT_EQ(text(UMessage::sprintf(format, Arg('A'), Arg(-7), Arg(1L << 40), Arg(1LL << 62),
+                                   Arg(2.5), Arg("bytes"), Arg(bytes), Arg(UString(u"\u00FC")),
+                                   Arg(resource), Arg(u"utf16"))) +
+                text(UMessage::sprintf("%c", Arg('z'))),
+            "65|-7|1099511627776|4611686018427387904|2.50|bytes|std|\xC3\xBC|"
+            "brtype:main@/store|utf16|%cz");
+}
+
+TEST(UMessageFormat, MissingTextsAndNilMessage) {
+  EXPECT_EQ(text(UMessage(zelutil, 22).message_string()), "Could not locate Catalog File");
+  EXPECT_EQ(text(UMessage(zelutil, 0).message_string()), "Could not locate Catalog File");
+  EXPECT_EQ(text(UMessage::sprintf(zelutil, 99, Arg("dropped"))), "Could not locate Catalog File");
+  EXPECT_TRUE(UMessage().message_string().empty());
+  EXPECT_TRUE(UMessage().is_nil());
+  EXPECT_TRUE(UMessage::nil.is_nil());
+  EXPECT_FALSE(UMessage(zelutil, 1).is_nil());
+  EXPECT_TRUE(UMessage(nullptr, 3).message_string().empty());
+  EXPECT_TRUE(UMessage(zelutil, -1).message_string().empty());
+  // A formatter result that is the not-found text is treated as not found too.
+  EXPECT_EQ(text(UMessage::sprintf("default QvLogger message", Arg::nil)),
+            "Could not locate Catalog File");
+}
+
+TEST(UMessageArg, CopiesOwnTheirValues) {
+  std::string source = "original";
+  Arg a(source.c_str());
+  source.assign("changed!");
+  Arg copy(a);
+  Arg assigned(5);
+  assigned = copy;
+  const TestResource resource(u"r1");
+  Arg with_resource(resource);
+  Arg resource_copy(with_resource);
+  EXPECT_NE(resource_copy.value().resource, with_resource.value().resource);
+  with_resource = Arg::nil;
+  EXPECT_EQ(text(UMessage::sprintf("%s %s %s", Arg(a), assigned, resource_copy, Arg::nil, Arg::nil,
+                                   Arg::nil, Arg::nil, Arg::nil, Arg::nil, Arg::nil)),
+            "original original r1");
+  EXPECT_EQ(with_resource.tag(), Arg::NIL);
+  EXPECT_EQ(Arg::nil.tag(), 0);
+  EXPECT_EQ(Arg(static_cast<const char*>(nullptr)).tag(), Arg::BYTES);
+  EXPECT_EQ(text(UMessage::sprintf("%s", Arg(static_cast<const char*>(nullptr)))), "(null)");
+}
+
+TEST(UMessageCollection, AppendsCopies) {
+  UMessage::collection_t list;
+  list.push_back(UMessage(zelutil, 4, Arg("f")));
+  list.push_back(UMessage(zelutil, 5));
+  UMessage::collection_t other;
+  other.push_back(UMessage(zelutil, 6));
+  (list += other) += list;  // appending a collection to itself doubles it
+  ASSERT_EQ(list.size(), 6u);
+  EXPECT_EQ(list[2].number(), 6);
+  EXPECT_EQ(list[5].number(), 6);
+  EXPECT_EQ(text(list[3].message_string()), "QZMLK0654E f(): called with illegal value.");
+  int sum = 0;
+  for (const UMessage& m : list) sum += m.number();
+  EXPECT_EQ(sum, 30);
+}
+
+}  // namespace
+}  // namespace Zel
