@@ -17,3 +17,7 @@ show "printf 'Gr\\xfc\\xdfe\\n' | $zelutil convert --from ISO-8859-1 --to UTF-8"
 show "printf 'price: \\xe2\\x82\\xac 5\\n' | $zelutil convert --from UTF-8 --to ISO-8859-1"
 show "printf '\\xc3\\x28' | $zelutil convert --from UTF-8 --to DEFAULT"
 run "$zelutil" convert --from UTF-8
+run "$zelutil" messages
+run "$zelutil" message 21 'lw.brtype:@/store' 'the name is empty'
+run "$zelutil" message 1 42
+run "$zelutil" message 99

@@ -3,7 +3,7 @@
 # Usage: install-deps.sh demo|test
 set -euo pipefail
 
-build=(g++ cmake ninja-build pkg-config libicu-dev libcli11-dev)
+build=(g++ cmake ninja-build pkg-config libicu-dev libcli11-dev libspdlog-dev libfmt-dev)
 test=("${build[@]}" libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-14-dev
       clang-format git)
 

@@ -39,6 +39,10 @@ check unknown-charset     1 ""             "unknown character set 'NOPE'" 'abc' 
 check missing-option      2 ""             "--to is required"        '' -- convert --from UTF-8
 check no-subcommand       2 ""             "subcommand is required"  '' --
 check unknown-subcommand  2 ""             -                         '' -- frobnicate
+check message-with-args   0 "$(printf 'QZMLK0671E The selector '"'"'x@y'"'"' is not valid: no name\n' | od -An -tx1 | tr -d ' \n')" - '' -- message 21 'x@y' 'no name'
+check message-unknown     1 ""             "no message 22 in the catalogue" '' -- message 22
+check message-not-number  2 ""             -                         '' -- message abc
+check messages            0 -              -                         '' -- messages
 check help                0 -              -                         '' -- --help
 check version             0 -              -                         '' -- version
 

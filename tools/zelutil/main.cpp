@@ -8,6 +8,7 @@ int main(int argc, char** argv) {
   app.require_subcommand(1);
   zelutil::add_version_commands(app);
   zelutil::add_strings_commands(app);
+  zelutil::add_errors_commands(app);
 
   try {
     app.parse(argc, argv);

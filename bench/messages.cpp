@@ -1,0 +1,93 @@
+// Message formatting and logging against the plain calls doing the same work:
+// snprintf of the catalogue text, and a bare spdlog logger on the same kind of
+// file sink with the same pattern.
+#include <benchmark/benchmark.h>
+#include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/spdlog.h>
+#include <stdlib.h>
+
+#include <cstdio>
+#include <string>
+
+#include "ratio_main.h"
+#include "zel/logadaptor.h"
+#include "zel/umessage.h"
+
+namespace {
+
+using Arg = Zel::UMessage::Arg;
+
+constexpr char kSelector[] = "lw.brtype:main@/store/project";
+constexpr char kReason[] = "the name is empty";
+
+void message21_ours(benchmark::State& state) {
+  for (auto _ : state) {
+    const Zel::UMessage m(Zel::zelutil, 21, Arg(kSelector), Arg(kReason));
+    benchmark::DoNotOptimize(m.message_string(nullptr));
+  }
+}
+
+void message21_baseline(benchmark::State& state) {
+  char buffer[256];
+  for (auto _ : state) {
+    std::snprintf(buffer, sizeof buffer, Zel::zelutil[21], kSelector, kReason);
+    benchmark::DoNotOptimize(buffer);
+  }
+}
+
+void message1_ours(benchmark::State& state) {
+  int code = 0;
+  for (auto _ : state) {
+    const Zel::UMessage m(Zel::zelutil, 1, Arg(++code));
+    benchmark::DoNotOptimize(m.message_string(nullptr));
+  }
+}
+
+void message1_baseline(benchmark::State& state) {
+  char buffer[256];
+  int code = 0;
+  for (auto _ : state) {
+    std::snprintf(buffer, sizeof buffer, Zel::zelutil[1], ++code);
+    benchmark::DoNotOptimize(buffer);
+  }
+}
+
+// Both loggers write to files in one scratch directory, with the same pattern
+// and flush policy.
+std::string scratch_directory() {
+  static const std::string directory = [] {
+    char name[] = "/tmp/zel-bench-XXXXXX";
+    return std::string(mkdtemp(name) != nullptr ? name : "/tmp");
+  }();
+  return directory;
+}
+
+constexpr char kLine[] = "QZMLK0671E The selector 'lw.brtype:main@/store' is not valid: no name";
+
+void log_line_ours(benchmark::State& state) {
+  if (Log::LogAdaptor::initialize("bench", scratch_directory().c_str(), "info", 0) == nullptr) {
+    state.SkipWithError("cannot start the logging layer");
+    return;
+  }
+  for (auto _ : state) Log::LogAdaptor::logger_zel->info(kLine, 0);
+}
+
+void log_line_baseline(benchmark::State& state) {
+  auto sink =
+      std::make_shared<spdlog::sinks::basic_file_sink_mt>(scratch_directory() + "/baseline.log");
+  spdlog::logger logger("Zel", sink);
+  logger.set_pattern("[%Y-%m-%d %H:%M:%S.%e] [%n] [%l] %v");
+  logger.flush_on(spdlog::level::err);
+  for (auto _ : state) logger.info(kLine);
+}
+
+BENCHMARK(message21_ours)->Name("message21/two_texts/ours");
+BENCHMARK(message21_baseline)->Name("message21/two_texts/baseline");
+BENCHMARK(message1_ours)->Name("message1/integer/ours");
+BENCHMARK(message1_baseline)->Name("message1/integer/baseline");
+BENCHMARK(log_line_ours)->Name("log_line/info/ours");
+BENCHMARK(log_line_baseline)->Name("log_line/info/baseline");
+
+}  // namespace
+
+ZEL_BENCHMARK_RATIO_MAIN()
