@@ -51,10 +51,13 @@ class QVLOGGER_EXPORT QvLogManager {
  public:
   // Starts, or restarts with new settings, the process's log manager:
   //   application  the log file's base name: "<directory>/<application>.log";
-  //   directory    where the file lives (created if missing is NOT attempted);
+  //   directory    where the file lives (empty: the current directory); a
+  //                missing directory is not created: the call fails instead;
   //   severity     the lowest severity written: "info", "warning" or "error"
   //                (empty means "info");
-  //   rotate_kib   size in KiB at which the file is rotated (0: never);
+  //   rotate_kib   size in KiB at which the file is rotated (0: never); the
+  //                five most recent rotated files are kept, "<application>.1.log"
+  //                the newest;
   //   reserved     unused; pass "".
   // Returns the manager (always the same object), or null when the file cannot
   // be opened or `severity` is not one of the three names; the settings in
@@ -99,14 +102,24 @@ class QVLOGGER_EXPORT QvMsg {
   // a malformed or unsupported directive (%n among them) is written out as it
   // stands, and a value of another kind than its directive wants is converted
   // (a text under %d is written as text, a number under %s as a number).
+  // Integers are 64 bits wide whatever the length modifier, except that "hh"
+  // and "h" narrow them as C does; "L" makes a floating directive use the whole
+  // long double. A width or precision above 4096 counts as malformed, and %c of
+  // a zero byte writes nothing. A directive written out as it stands uses up no
+  // values. A null `format` gives "".
   // The result lives until the calling thread's next call of this function.
   static const char* format(const char* format, const qvPrintfArgVal* values);
 
   // Names the directory of translated catalogues: the texts of catalogue "<name>"
   // for locale L are read from "<directory>/<L>/<name>.msg", a file of the
   // same layout as the array: the header line "<name> <count>", then one text per
-  // line. L is tried as given ("de_DE.UTF-8"), without its encoding ("de_DE"),
-  // and as the bare language ("de"). The current locale is taken from the
+  // line; an empty line leaves that message untranslated. Each file is read
+  // once, on first use; naming the directory again reads the files afresh. A
+  // file that is missing, unreadable, or whose header names another catalogue
+  // counts as no translation.
+  // L is tried as given ("de_DE.UTF-8"), without its encoding and modifier
+  // ("de_DE"), and as the bare language ("de"); the first of them that has a
+  // text for the message gives it. The current locale is taken from the
   // environment as gettext does: LC_ALL, else LC_MESSAGES, else LANG; "C" and
   // "POSIX" have no translations.
   // An empty directory switches translations off (the default).

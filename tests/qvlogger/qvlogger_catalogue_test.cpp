@@ -1,0 +1,123 @@
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "qvlogger/qvlogger.h"
+#include "scratch.h"
+
+namespace {
+
+using Log::QvMsg;
+using qvlogger_test::ScratchDir;
+using qvlogger_test::write_file;
+
+std::string text(const char* found) { return found != nullptr ? found : "(null)"; }
+
+// The array holds one text more than its header counts: the count is the bound.
+TEST(QvMsgCatalogue, NumbersAndHeaders) {
+  struct Case {
+    const char* header;
+    int number;
+    std::string expected;
+  };
+  const std::string none = QvMsg::NOT_FOUND;
+  const std::vector<Case> cases = {
+      {"zel 2", 1, "one"},      {"zel 2", 2, "two"},      {"zel  2 ", 2, "two"},
+      {"zel 2", 3, none},       {"zel 2", 0, none},       {"zel 2", -1, none},
+      {"zel 2", INT_MIN, none}, {"zel 2", INT_MAX, none}, {"zel 0", 1, none},
+      {nullptr, 1, "(null)"},   {"", 1, "(null)"},        {"zel", 1, "(null)"},
+      {"zel x", 1, "(null)"},   {"zel -1", 1, "(null)"},  {" 1", 1, "(null)"},
+      {"zel 1x", 1, "(null)"},  {"zel 1 2", 1, "(null)"}, {"zel 99999999999", 1, "(null)"},
+  };
+  for (const Case& c : cases) {
+    const char* catalogue[] = {c.header, "one", "two", "beyond the count"};
+    EXPECT_EQ(text(QvMsg::format(catalogue, c.number, nullptr)), c.expected)
+        << (c.header != nullptr ? c.header : "(null)") << " #" << c.number;
+  }
+  EXPECT_EQ(QvMsg::format(nullptr, 1, nullptr), nullptr);
+  const char* hole[] = {"zel 1", nullptr};
+  EXPECT_EQ(text(QvMsg::format(hole, 1, nullptr)), none);
+}
+
+const char* kCatalogue[] = {"zel 3", "one", "two", "three"};
+
+class QvMsgTranslation : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    write_file(dir_.file("de/zel.msg"), "zel 3\nEins\n\nDrei\r\n");
+    write_file(dir_.file("de_DE/zel.msg"), "zel 1\nEins (DE)\n");
+    write_file(dir_.file("de_DE.UTF-8/zel.msg"), "zel 2\n\nZwei (UTF-8)\n");
+    write_file(dir_.file("fr/zel.msg"), "other 3\nun\ndeux\ntrois\n");
+    write_file(dir_.file("it/zel.msg"), "zel\nuno\n");
+    write_file(dir_.file("es/zel.msg"), "zel 1\nuno\ndos\n");
+    QvMsg::set_catalogue_directory(dir_.path());
+  }
+  void TearDown() override { QvMsg::set_catalogue_directory(""); }
+
+  static std::string texts(const char* locale) {
+    return text(QvMsg::format(kCatalogue, 1, locale)) + "|" +
+           text(QvMsg::format(kCatalogue, 2, locale)) + "|" +
+           text(QvMsg::format(kCatalogue, 3, locale));
+  }
+
+  ScratchDir dir_;
+};
+
+// de has an empty line for message 2 (not translated) and a '\r' after 3; fr's
+// file is of another catalogue, it's has no count, es's has a line too many.
+TEST_F(QvMsgTranslation, LocaleNamesFromMostToLeastSpecific) {
+  const std::vector<std::pair<const char*, std::string>> cases = {
+      {"de", "Eins|two|Drei"},
+      {"de_AT", "Eins|two|Drei"},
+      {"de_DE", "Eins (DE)|two|Drei"},
+      {"de_DE.UTF-8", "Eins (DE)|Zwei (UTF-8)|Drei"},
+      {"de_DE@euro", "Eins (DE)|two|Drei"},
+      {"de.ISO-8859-1", "Eins|two|Drei"},
+      {"es", "uno|two|three"},
+  };
+  const std::string untranslated = "one|two|three";
+  for (const auto& [locale, expected] : cases) {
+    EXPECT_EQ(texts(locale), expected) << locale;
+  }
+  for (const char* locale : {"fr", "it", "ja", "C", "POSIX", "C.UTF-8", "", "../de", ".."}) {
+    EXPECT_EQ(texts(locale), untranslated) << locale;
+  }
+}
+
+TEST_F(QvMsgTranslation, CurrentLocaleFromTheEnvironment) {
+  const char* names[] = {"LC_ALL", "LC_MESSAGES", "LANG"};
+  std::vector<std::string> saved;
+  for (const char* name : names) saved.push_back(std::getenv(name) ? std::getenv(name) : "");
+  const auto with = [&](const char* all, const char* messages, const char* lang) {
+    ::setenv("LC_ALL", all, 1);
+    ::setenv("LC_MESSAGES", messages, 1);
+    ::setenv("LANG", lang, 1);
+    return std::string(QvMsg::format(kCatalogue, 1, nullptr));
+  };
+  EXPECT_EQ(with("", "", "de_DE.UTF-8"), "Eins (DE)");
+  EXPECT_EQ(with("", "de", "de_DE"), "Eins");
+  EXPECT_EQ(with("C", "de", "de_DE"), "one");
+  EXPECT_EQ(QvMsg::format(kCatalogue, 1, "de"), std::string("Eins"));  // `extra` goes first
+  for (int i = 0; i < 3; ++i) ::setenv(names[i], saved[i].c_str(), 1);
+}
+
+// Callers keep the texts they get: the texts outlive the files and the
+// setting; naming the directory again reads the files afresh.
+TEST_F(QvMsgTranslation, TextsStayValidAndFilesAreReadAgainOnANewSetting) {
+  const char* old_text = QvMsg::format(kCatalogue, 1, "de");
+  write_file(dir_.file("de/zel.msg"), "zel 1\nEins, neu\n");
+  EXPECT_STREQ(QvMsg::format(kCatalogue, 1, "de"), "Eins");
+  QvMsg::set_catalogue_directory(dir_.path());
+  EXPECT_STREQ(QvMsg::format(kCatalogue, 1, "de"), "Eins, neu");
+  std::filesystem::remove_all(dir_.file("de"));
+  QvMsg::set_catalogue_directory(dir_.file("nowhere"));
+  EXPECT_STREQ(QvMsg::format(kCatalogue, 1, "de"), "one");
+  EXPECT_STREQ(old_text, "Eins");
+  QvMsg::set_catalogue_directory("");
+  EXPECT_STREQ(QvMsg::format(kCatalogue, 1, "de_DE.UTF-8"), "one");
+}
+
+}  // namespace

@@ -1,0 +1,108 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "qvlogger/qvlogger.h"
+#include "scratch.h"
+
+namespace {
+
+using Log::LogManager;
+using Log::QvLogManager;
+using Log::QvMsg;
+using qvlogger_test::format;
+using qvlogger_test::Int;
+using qvlogger_test::read_file;
+using qvlogger_test::ScratchDir;
+using qvlogger_test::Text;
+using qvlogger_test::write_file;
+
+// Writers on a shared and on their own loggers while another thread switches
+// between two files: no line is lost or torn, whichever file it lands in.
+TEST(QvLoggerConcurrency, LoggingWhileRestarting) {
+  ScratchDir dir;
+  LogManager* manager = QvLogManager::initialize("a", dir.path(), "info", 0, "");
+  ASSERT_NE(manager, nullptr);
+  constexpr int kWriters = 4;
+  constexpr int kMessages = 300;
+  std::atomic<int> writing{kWriters};
+  std::atomic<int> restarts{0};
+  std::atomic<bool> failed{false};
+  std::vector<std::thread> threads;
+  threads.emplace_back([&] {
+    do {
+      if (!QvLogManager::initialize(restarts % 2 == 0 ? "b" : "a", dir.path(), "info", 0, "")) {
+        failed = true;
+      }
+      ++restarts;
+    } while (writing > 0);
+  });
+  for (int t = 0; t < kWriters; ++t) {
+    threads.emplace_back([&, t] {
+      while (restarts == 0) std::this_thread::yield();  // overlap with the restarts
+      for (int i = 0; i < kMessages; ++i) {
+        // Loggers are created while others write, too.
+        const std::string name = i % 2 == 0 ? "Shared" : "Own" + std::to_string(t);
+        manager->get_logger(name)->info(std::to_string(t * kMessages + i).c_str(), 0);
+      }
+      --writing;
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  ASSERT_FALSE(failed);
+
+  // Moving on closes both files, which writes out what they still buffer.
+  ScratchDir elsewhere;
+  ASSERT_NE(QvLogManager::initialize("end", elsewhere.path(), "info", 0, ""), nullptr);
+  std::vector<int> seen(kWriters * kMessages, 0);
+  std::istringstream lines(read_file(dir.file("a.log")) + read_file(dir.file("b.log")));
+  for (std::string line; std::getline(lines, line);) {
+    const std::size_t at = line.rfind("[info] ");
+    const int n = at != std::string::npos ? std::stoi(line.substr(at + 7)) : -1;
+    ASSERT_TRUE(n >= 0 && n < kWriters * kMessages) << line;
+    const int t = n / kMessages;
+    const std::string name = n % 2 == 0 ? "[Shared]" : "[Own" + std::to_string(t) + "]";
+    EXPECT_NE(line.find(name), std::string::npos) << line;
+    ++seen[n];
+  }
+  for (int n = 0; n < kWriters * kMessages; ++n) EXPECT_EQ(seen[n], 1) << "message " << n;
+}
+
+// Each thread has its own result; catalogue lookups run while the catalogue
+// directory changes.
+TEST(QvLoggerConcurrency, FormattingAndLookupsOnManyThreads) {
+  ScratchDir dir;
+  write_file(dir.file("de/zel.msg"), "zel 2\nEins %s\nZwei %d\n");
+  const char* catalogue[] = {"zel 2", "one %s", "two %d"};
+  std::atomic<bool> done{false};
+  std::vector<int> failures(4, 0);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&, t] {
+      const std::string word = "t" + std::to_string(t);
+      for (int i = 0; i < 2000; ++i) {
+        const char* text = QvMsg::format(catalogue, 1 + i % 2, "de_DE");
+        const std::string value = i % 2 == 0 ? word : std::to_string(i);
+        const std::string out = format(text, {i % 2 == 0 ? Text(word.c_str()) : Int(i)});
+        if (out != (i % 2 == 0 ? "one " : "two ") + value &&
+            out != (i % 2 == 0 ? "Eins " : "Zwei ") + value) {
+          ++failures[t];
+        }
+      }
+    });
+  }
+  std::thread switcher([&] {
+    for (int i = 0; !done; ++i) QvMsg::set_catalogue_directory(i % 2 == 0 ? dir.path() : "");
+  });
+  for (auto& thread : threads) thread.join();
+  done = true;
+  switcher.join();
+  QvMsg::set_catalogue_directory("");
+  for (int t = 0; t < 4; ++t) EXPECT_EQ(failures[t], 0) << "thread " << t;
+}
+
+}  // namespace
