@@ -125,12 +125,11 @@ class ZEL_EXPORT UMessage {
   UMessage();
   // Message `number` of `catalogue`. A nil argument is skipped wherever it
   // stands, so the arguments after it move up one place: this is deliberate.
-  UMessage(const char** catalogue, const int number, const Arg& a1 = Arg::nil,
-           const Arg& a2 = Arg::nil);
-  UMessage(const char** catalogue, const int number, const Arg& a1, const Arg& a2, const Arg& a3,
-           const Arg& a4 = Arg::nil, const Arg& a5 = Arg::nil, const Arg& a6 = Arg::nil,
-           const Arg& a7 = Arg::nil, const Arg& a8 = Arg::nil, const Arg& a9 = Arg::nil,
-           const Arg& a10 = Arg::nil);
+  // Arguments are taken by value, so that temporaries are moved in, not copied.
+  UMessage(const char** catalogue, const int number, Arg a1 = Arg::nil, Arg a2 = Arg::nil);
+  UMessage(const char** catalogue, const int number, Arg a1, Arg a2, Arg a3, Arg a4 = Arg::nil,
+           Arg a5 = Arg::nil, Arg a6 = Arg::nil, Arg a7 = Arg::nil, Arg a8 = Arg::nil,
+           Arg a9 = Arg::nil, Arg a10 = Arg::nil);
 
   const char** catalogue() const { return catalogue_; }
   int number() const { return number_; }

@@ -189,6 +189,8 @@ class ZEL_EXPORT UString {
   UString& assign(const std::string& bytes, const char* charset);
   // Replaces the text by `bytes` decoded from UTF-8; malformed UTF-8 clears it.
   UString& utf8_assign(const Utf8String& bytes);
+  // The same for `length` bytes at `bytes`, which need not be zero-terminated.
+  UString& utf8_assign(const char* bytes, std::size_t length);
 
  private:
   explicit UString(icu::UnicodeString text) : text_(std::move(text)) {}

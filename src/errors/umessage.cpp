@@ -66,30 +66,37 @@ void fill(qvPrintfArgVal& value, const UMessage::Arg& arg, std::vector<std::stri
   }
 }
 
-UString format_values(const char* format, const std::vector<const UMessage::Arg*>& args) {
+// Formats `count` arguments (nil ones and null pointers are left out).
+UString format_values(const char* format, const UMessage::Arg* const* args, std::size_t count) {
   qvPrintfArgVal on_stack[kStackValues];
   std::vector<qvPrintfArgVal> on_heap;
   qvPrintfArgVal* values = on_stack;
-  if (args.size() >= kStackValues) {
-    on_heap.resize(args.size() + 1);
+  if (count >= kStackValues) {
+    on_heap.resize(count + 1);
     values = on_heap.data();
   }
   std::vector<std::string> texts;
   std::size_t resources = 0;
-  for (const UMessage::Arg* arg : args) {
-    if (arg != nullptr && arg->tag() == UMessage::Arg::RESOURCE) ++resources;
+  for (std::size_t i = 0; i < count; ++i) {
+    if (args[i] != nullptr && args[i]->tag() == UMessage::Arg::RESOURCE) ++resources;
   }
-  texts.reserve(resources);
+  if (resources > 0) texts.reserve(resources);
 
-  std::size_t count = 0;
-  for (const UMessage::Arg* arg : args) {
-    if (arg != nullptr && !arg->is_nil()) fill(values[count++], *arg, texts);
+  std::size_t filled = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    if (args[i] != nullptr && !args[i]->is_nil()) fill(values[filled++], *args[i], texts);
   }
-  values[count].kind = qvPrintfArgVal::END;
+  values[filled].kind = qvPrintfArgVal::END;
 
   const char* text = Log::QvMsg::format(format, values);
   if (not_found(text)) return catalogue_not_found();
-  return UString(Utf8String(text));
+  UString result;
+  result.utf8_assign(text, std::strlen(text));
+  return result;
+}
+
+UString format_values(const char* format, const std::vector<const UMessage::Arg*>& args) {
+  return format_values(format, args.data(), args.size());
 }
 
 // Pointers to the arguments that are not nil, in order.
@@ -209,21 +216,20 @@ const UMessage UMessage::nil;
 
 UMessage::UMessage() : catalogue_(nullptr), number_(-1) {}
 
-UMessage::UMessage(const char** catalogue, const int number, const Arg& a1, const Arg& a2)
+UMessage::UMessage(const char** catalogue, const int number, Arg a1, Arg a2)
     : catalogue_(catalogue), number_(number) {
   args_.reserve(2);
-  for (const Arg* arg : {&a1, &a2}) {
-    if (!arg->is_nil()) args_.push_back(*arg);
+  for (Arg* arg : {&a1, &a2}) {
+    if (!arg->is_nil()) args_.push_back(std::move(*arg));
   }
 }
 
-UMessage::UMessage(const char** catalogue, const int number, const Arg& a1, const Arg& a2,
-                   const Arg& a3, const Arg& a4, const Arg& a5, const Arg& a6, const Arg& a7,
-                   const Arg& a8, const Arg& a9, const Arg& a10)
+UMessage::UMessage(const char** catalogue, const int number, Arg a1, Arg a2, Arg a3, Arg a4, Arg a5,
+                   Arg a6, Arg a7, Arg a8, Arg a9, Arg a10)
     : catalogue_(catalogue), number_(number) {
   args_.reserve(10);
-  for (const Arg* arg : {&a1, &a2, &a3, &a4, &a5, &a6, &a7, &a8, &a9, &a10}) {
-    if (!arg->is_nil()) args_.push_back(*arg);
+  for (Arg* arg : {&a1, &a2, &a3, &a4, &a5, &a6, &a7, &a8, &a9, &a10}) {
+    if (!arg->is_nil()) args_.push_back(std::move(*arg));
   }
 }
 
@@ -231,10 +237,18 @@ bool UMessage::is_nil() const { return catalogue_ == nullptr && number_ == -1; }
 
 UString UMessage::message_string(const char* extra) const {
   if (catalogue_ == nullptr || number_ == -1) return UString();
-  std::vector<const Arg*> pointers;
-  pointers.reserve(args_.size());
-  for (const Arg& arg : args_) pointers.push_back(&arg);
-  return sprintf(catalogue_, number_, pointers, extra);
+  const char* format = Log::QvMsg::format(catalogue_, number_, extra);
+  if (not_found(format)) return catalogue_not_found();
+  // Pointers to the arguments, on the stack for the usual few.
+  const Arg* on_stack[kStackValues];
+  std::vector<const Arg*> on_heap;
+  const Arg** pointers = on_stack;
+  if (args_.size() > kStackValues) {
+    on_heap.resize(args_.size());
+    pointers = on_heap.data();
+  }
+  for (std::size_t i = 0; i < args_.size(); ++i) pointers[i] = &args_[i];
+  return format_values(format, pointers, args_.size());
 }
 
 UString UMessage::sprintf(const char** catalogue, const int number,

@@ -49,18 +49,39 @@ void cut_at_first_zero(std::string& bytes) {
   if (zero != nullptr) bytes.resize(static_cast<const char*>(zero) - bytes.data());
 }
 
+// Texts up to this many bytes are decoded in one pass (see decode_utf8).
+constexpr std::size_t kOnePassUtf8Bytes = 4096;
+
 // Replaces `text` by `size` bytes of UTF-8; malformed input leaves it empty.
 void decode_utf8(icu::UnicodeString& text, const char* data, std::size_t size) {
   text.remove();
   if (size == 0 || size > kMaxIcuBytes) return;
+  const auto length = static_cast<int32_t>(size);
   UErrorCode status = U_ZERO_ERROR;
-  int32_t needed = 0;
-  u_strFromUTF8(nullptr, 0, &needed, data, static_cast<int32_t>(size), &status);
-  if (status != U_BUFFER_OVERFLOW_ERROR || needed >= INT32_MAX) return;
+  int32_t needed = length;
+  // UTF-8 never needs more units than bytes, so a short text is decoded in one
+  // pass into that much room. A long one is measured first, so that the string
+  // does not keep up to three times the room it needs.
+  if (size > kOnePassUtf8Bytes) {
+    u_strFromUTF8(nullptr, 0, &needed, data, length, &status);
+    if (status != U_BUFFER_OVERFLOW_ERROR || needed >= INT32_MAX) return;
+    status = U_ZERO_ERROR;
+  }
   UChar* units = text.getBuffer(needed + 1);
   if (units == nullptr) return;
-  status = U_ZERO_ERROR;
-  u_strFromUTF8(units, needed + 1, &needed, data, static_cast<int32_t>(size), &status);
+  // Most texts that reach the library (messages, names, paths) are ASCII,
+  // which widens unit by unit; ICU's decoder is only worth its cost beyond.
+  // Both loops run without early exits, so that the compiler vectorises them.
+  if (size <= kOnePassUtf8Bytes) {
+    unsigned char high_bits = 0;
+    for (std::size_t i = 0; i < size; ++i) high_bits |= static_cast<unsigned char>(data[i]);
+    if (high_bits < 0x80) {
+      for (std::size_t i = 0; i < size; ++i) units[i] = static_cast<unsigned char>(data[i]);
+      text.releaseBuffer(length);
+      return;
+    }
+  }
+  u_strFromUTF8(units, needed + 1, &needed, data, length, &status);
   text.releaseBuffer(U_SUCCESS(status) ? needed : 0);
 }
 
@@ -418,6 +439,11 @@ UString& UString::assign(const std::string& bytes, const char* charset) {
 
 UString& UString::utf8_assign(const Utf8String& bytes) {
   decode_utf8(text_, bytes.data(), bytes.size());
+  return *this;
+}
+
+UString& UString::utf8_assign(const char* bytes, std::size_t length) {
+  decode_utf8(text_, bytes, bytes != nullptr ? length : 0);
   return *this;
 }
 

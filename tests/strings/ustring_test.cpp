@@ -273,6 +273,22 @@ TEST(UStringDecode, Utf8) {
   EXPECT_TRUE(s.empty());
 }
 
+TEST(UStringDecode, Utf8OfEveryLengthAroundTheOnePassLimit) {
+  for (std::size_t size : {4095u, 4096u, 4097u, 70000u}) {
+    const std::string ascii(size, 'a');
+    UString s;
+    EXPECT_EQ(s.utf8_assign(ascii).length(), size);
+    EXPECT_EQ(s[static_cast<UString::size_type>(size - 1)], u'a');
+    // One non-ASCII character at the very end, then a malformed one there.
+    std::string mixed = ascii.substr(0, size - 2) + "\xC3\xA9";
+    EXPECT_EQ(s.utf8_assign(mixed).length(), size - 1);
+    EXPECT_EQ(s[static_cast<UString::size_type>(size - 2)], 0x00E9);
+    mixed.back() = '(';
+    EXPECT_TRUE(s.utf8_assign(mixed).empty()) << size;
+    EXPECT_EQ(s.utf8_assign(ascii.data(), 3).length(), 3u);
+  }
+}
+
 TEST(UStringDecode, ConverterErrorsLeaveWhatICUProduced) {
   UString s;
   s.assign(std::string("\xC3\x28"), "utf8");
