@@ -51,11 +51,13 @@ class ZEL_EXPORT UMessage {
       RESOURCE = 9,  // Resource: an owned clone, formatted by its text form
     };
 
+    // The eight-byte member comes first: initialising the union with {} sets
+    // its first member, and so zeroes every byte, pointers included.
     union arg_union_t {
+      long long ll;
       char c;
       int i;
       long l;
-      long long ll;
       double d;
       char* bytes;          // BYTES; null for a null pointer
       std::string* string;  // STRING and USTRING

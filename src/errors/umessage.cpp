@@ -123,6 +123,7 @@ UMessage::Arg::Arg(long long ll) : tag_(INT64), value_{} { value_.ll = ll; }
 UMessage::Arg::Arg(double d) : tag_(DOUBLE), value_{} { value_.d = d; }
 
 UMessage::Arg::Arg(const char* bytes) : tag_(BYTES), value_{} {
+  value_.bytes = nullptr;
   if (bytes != nullptr) {
     const std::size_t size = std::strlen(bytes) + 1;
     value_.bytes = new char[size];
