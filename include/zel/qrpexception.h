@@ -36,6 +36,7 @@ class ZEL_EXPORT QRPException {
   enum qrp_reason_code_t : std::int32_t {
     QRP_RC_NONE = 0,
     QRP_RC_ZELUTIL = 39,
+    QRP_RC_FILE_SYSTEM = 40,  // a file system object could not be made
   };
 
   // The level at which raise() and log() write the message: 0, 1 and 2 go to the

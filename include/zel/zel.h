@@ -8,7 +8,9 @@
 
 #include "zel/critsec.h"
 #include "zel/critsec_lock.h"
+#include "zel/davtime.h"
 #include "zel/exception.h"
+#include "zel/fileutl.h"
 #include "zel/logadaptor.h"
 #include "zel/pname.h"
 #include "zel/qrpexception.h"

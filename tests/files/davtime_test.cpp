@@ -1,0 +1,138 @@
+#include "zel/davtime.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <ctime>
+#include <string>
+#include <vector>
+
+namespace Zel {
+namespace {
+
+std::string text(const UString& s) { return s.utf8_str(); }
+
+time_t parsed(const char* utf8) {
+  DavTime t(12345);
+  t.parse(UString(Utf8String(utf8)));
+  return t.get_time();
+}
+
+// The expected texts, made independently of DavTime.
+std::string iso(time_t t) {
+  std::tm utc;
+  gmtime_r(&t, &utc);
+  char buffer[64];
+  std::strftime(buffer, sizeof buffer, "%Y-%m-%dT%H:%M:%SZ", &utc);
+  return buffer;
+}
+
+std::string rfc(time_t t) {
+  std::tm utc;
+  gmtime_r(&t, &utc);
+  char buffer[64];
+  std::strftime(buffer, sizeof buffer, "%a, %d %b %Y %H:%M:%S GMT", &utc);
+  return buffer;
+}
+
+// Sets the process's time zone for the life of the object.
+class TimeZone {
+ public:
+  explicit TimeZone(const char* zone) {
+    const char* old = std::getenv("TZ");
+    had_ = old != nullptr;
+    if (had_) old_ = old;
+    setenv("TZ", zone, 1);
+    tzset();
+  }
+  ~TimeZone() {
+    if (had_) {
+      setenv("TZ", old_.c_str(), 1);
+    } else {
+      unsetenv("TZ");
+    }
+    tzset();
+  }
+
+ private:
+  bool had_ = false;
+  std::string old_;
+};
+
+const char* const kZones[] = {
+    "UTC",           "Asia/Kathmandu",     "Australia/Adelaide", "America/St_Johns",
+    "Europe/London", "Pacific/Kiritimati", "Pacific/Pago_Pago"};
+
+// Instants across the range, around both ends of the 32-bit range and a
+// daylight-saving gap and overlap in London.
+const time_t kInstants[] = {0,
+                            1,
+                            86399,
+                            86400,
+                            1146711721,
+                            1143336600,
+                            1143338400,
+                            1162085400,
+                            1162089000,
+                            951782400,
+                            2147483647,
+                            2147397247,
+                            2147483647L + 86400 * 3,
+                            -1,
+                            -86401,
+                            -2147483647 - 1};
+
+TEST(DavTime, FormatsAndParsesBothFormsInEveryZone) {
+  for (const char* zone : kZones) {
+    TimeZone tz(zone);
+    for (time_t t : kInstants) {
+      const DavTime d(t);
+      EXPECT_EQ(text(d.to_string(DavTime::ISO8601)), iso(t)) << zone << " " << t;
+      EXPECT_EQ(text(d.to_string(DavTime::RFC1123)), rfc(t)) << zone << " " << t;
+      EXPECT_EQ(parsed(iso(t).c_str()), t) << zone << " " << iso(t);
+      EXPECT_EQ(parsed(rfc(t).c_str()), t) << zone << " " << rfc(t);
+    }
+  }
+}
+
+TEST(DavTime, ParseRules) {
+  EXPECT_EQ(parsed("Thu, 04 May 2006 03:02:01 GMT"), 1146711721);
+  EXPECT_EQ(parsed("2006-05-04T03:02:01Z"), 1146711721);
+  EXPECT_EQ(parsed("Xyz, 04 May 2006 03:02:01 GMT"), 1146711721);  // day name not checked
+  EXPECT_EQ(parsed("2006-02-30T00:00:00Z"), parsed("2006-03-02T00:00:00Z"));
+  for (const char* bad : {"Thu, 04 may 2006 03:02:01 GMT", "abc", "2006-05-04", "", "200",
+                          "Thu, 04 May 2006 03:02 GMT", "Thu,"}) {
+    EXPECT_EQ(parsed(bad), 0) << bad;
+  }
+  TimeZone east("Asia/Kathmandu");
+  EXPECT_EQ(parsed("1970-01-01T00:00:00Z"), 0);
+}
+
+TEST(DavTime, UnknownFormatGivesEmptyText) {
+  EXPECT_TRUE(DavTime(5).to_string(static_cast<DavTime::Format>(2)).empty());
+}
+
+TEST(DavTime, ZoneOffsetsIncludingPartHoursAndSummerTime) {
+  struct Case {
+    const char* zone;
+    time_t t;
+    int offset;
+  };
+  const Case cases[] = {
+      {"UTC", 1146711721, 0},
+      {"Asia/Kathmandu", 1146711721, 20700},      // +5:45
+      {"Australia/Adelaide", 1136073600, 37800},  // +10:30 in January
+      {"Australia/Adelaide", 1151712000, 34200},  // +9:30 in July
+      {"America/St_Johns", 1136073600, -12600},   // -3:30 in winter
+      {"America/St_Johns", 1151712000, -9000},    // -2:30 in summer
+      {"Pacific/Kiritimati", 1136073600, 50400},  // +14: a day ahead
+      {"Pacific/Pago_Pago", 1136073600, -39600},  // -11
+  };
+  for (const Case& c : cases) {
+    TimeZone tz(c.zone);
+    EXPECT_EQ(DavTime::get_tz_offset(c.t), c.offset) << c.zone;
+  }
+}
+
+}  // namespace
+}  // namespace Zel

@@ -1,0 +1,61 @@
+#include <gtest/gtest.h>
+
+#include <ctime>
+#include <set>
+#include <thread>
+#include <vector>
+
+#include "tmpdir_fixture.h"
+#include "zel/davtime.h"
+#include "zel/fileutl.h"
+
+namespace Zel {
+namespace {
+
+class FilesConcurrency : public zel_test::ScratchTmpdir {};
+
+TEST_F(FilesConcurrency, ThreadsGetDistinctTemporaryObjects) {
+  constexpr int kThreads = 4;
+  constexpr int kEach = 40;
+  std::vector<std::vector<UString>> made(kThreads);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([t, &made] {
+      for (int i = 0; i < kEach; ++i) {
+        made[t].push_back(i % 2 == 0 ? Fileutl::create_tmp_file(t + 1)
+                                     : Fileutl::make_tmp_object(UString(u"RAW"), true));
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  std::set<UString> all;
+  for (const auto& paths : made) all.insert(paths.begin(), paths.end());
+  EXPECT_EQ(all.size(), std::size_t{kThreads * kEach});
+  EXPECT_EQ(Fileutl::g_tmp_table.size(), std::size_t{kThreads * kEach / 2});
+}
+
+TEST(DavTimeConcurrency, ThreadsFormatTheirOwnDates) {
+  std::vector<std::thread> threads;
+  std::vector<int> wrong(4, 0);
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([i, &wrong] {
+      for (int n = 0; n < 2000; ++n) {
+        const time_t t = 1000000000 + i * 86400 * 40 + n * 3671;
+        std::tm utc;
+        gmtime_r(&t, &utc);
+        char expected[64];
+        std::strftime(expected, sizeof expected, "%a, %d %b %Y %H:%M:%S GMT", &utc);
+        if (DavTime(t).to_string(DavTime::RFC1123).utf8_str() != expected) ++wrong[i];
+        DavTime back;
+        back.parse(DavTime(t).to_string(DavTime::ISO8601));
+        if (back.get_time() != t) ++wrong[i];
+        (void)DavTime::get_tz_offset(t);
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(wrong[i], 0);
+}
+
+}  // namespace
+}  // namespace Zel
