@@ -21,3 +21,7 @@ run "$zelutil" messages
 run "$zelutil" message 21 'lw.brtype:@/store' 'the name is empty'
 run "$zelutil" message 1 42
 run "$zelutil" message 99
+run "$zelutil" date 1146711721
+run "$zelutil" date --iso8601 'Thu, 04 May 2006 03:02:01 GMT'
+run "$zelutil" date 'Thu, 04 may 2006'
+run "$zelutil" tmp --dir report.xml

@@ -22,6 +22,64 @@ const CriticalSectionLock& clib_lock() {
 // while it is converted.
 constexpr int kDay = 86400;
 
+bool is_digit(char c) { return c >= '0' && c <= '9'; }
+
+// The value of the `count` digits at `p`, or -1 when one is not a digit.
+int digits(const char* p, int count) {
+  int value = 0;
+  for (int i = 0; i < count; ++i) {
+    if (!is_digit(p[i])) return -1;
+    value = value * 10 + (p[i] - '0');
+  }
+  return value;
+}
+
+bool is_blank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+// The fields of the exact shapes the forms are written in, "2006-05-04T03:02:01Z"
+// and "Thu, 04 May 2006 03:02:01 GMT", read without sscanf. Other texts return
+// false and are read with sscanf, whose rules for blanks, signs and shorter
+// fields then apply unchanged; on these shapes both read the same fields.
+bool read_iso8601_shape(const std::string& s, int* f) {
+  if (s.size() < 20 || s[4] != '-' || s[7] != '-' || s[10] != 'T' || s[13] != ':' || s[16] != ':' ||
+      s[19] != 'Z') {
+    return false;
+  }
+  const char* p = s.c_str();
+  f[0] = digits(p, 4);
+  f[1] = digits(p + 5, 2);
+  f[2] = digits(p + 8, 2);
+  f[3] = digits(p + 11, 2);
+  f[4] = digits(p + 14, 2);
+  f[5] = digits(p + 17, 2);
+  for (int i = 0; i < 6; ++i) {
+    if (f[i] < 0) return false;
+  }
+  return true;
+}
+
+bool read_rfc1123_shape(const std::string& s, char* day_name, char* month_name, int* f) {
+  if (s.size() < 25 || s[3] != ',' || s[4] != ' ' || s[7] != ' ' || s[11] != ' ' || s[16] != ' ' ||
+      s[19] != ':' || s[22] != ':') {
+    return false;
+  }
+  for (int i : {0, 1, 2, 8, 9, 10}) {
+    if (is_blank(s[i]) || s[i] == '\0') return false;
+  }
+  const char* p = s.c_str();
+  f[0] = digits(p + 5, 2);
+  f[1] = digits(p + 12, 4);
+  f[2] = digits(p + 17, 2);
+  f[3] = digits(p + 20, 2);
+  f[4] = digits(p + 23, 2);
+  for (int i = 0; i < 5; ++i) {
+    if (f[i] < 0) return false;
+  }
+  std::memcpy(day_name, p, 3);
+  std::memcpy(month_name, p + 8, 3);
+  return true;
+}
+
 }  // namespace
 
 const char* const DavTime::DAYNAMES[7] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
@@ -60,8 +118,11 @@ void DavTime::parse(const UString& text) {
   if (bytes[3] == ',') {
     char day_name[4] = {};
     char month_name[4] = {};
-    if (std::sscanf(bytes.c_str(), "%3s, %2d %3s %4d %2d:%2d:%2d GMT", day_name, &day, month_name,
-                    &year, &hours, &minutes, &seconds) < 7) {
+    int f[5];
+    if (read_rfc1123_shape(bytes, day_name, month_name, f)) {
+      day = f[0], year = f[1], hours = f[2], minutes = f[3], seconds = f[4];
+    } else if (std::sscanf(bytes.c_str(), "%3s, %2d %3s %4d %2d:%2d:%2d GMT", day_name, &day,
+                           month_name, &year, &hours, &minutes, &seconds) < 7) {
       return;
     }
     month = -1;
@@ -70,8 +131,11 @@ void DavTime::parse(const UString& text) {
     }
     if (month < 0) return;
   } else {
-    if (std::sscanf(bytes.c_str(), "%4d-%2d-%2dT%2d:%2d:%2dZ", &year, &month, &day, &hours,
-                    &minutes, &seconds) < 6) {
+    int f[6];
+    if (read_iso8601_shape(bytes, f)) {
+      year = f[0], month = f[1], day = f[2], hours = f[3], minutes = f[4], seconds = f[5];
+    } else if (std::sscanf(bytes.c_str(), "%4d-%2d-%2dT%2d:%2d:%2dZ", &year, &month, &day, &hours,
+                           &minutes, &seconds) < 6) {
       return;
     }
     month -= 1;

@@ -391,6 +391,18 @@ std::string UString::std_str(const char* charset, bool& failed) const {
 Utf8String UString::utf8_str() const {
   Utf8String bytes;
   if (text_.isEmpty()) return bytes;
+  // ASCII narrows unit by unit, as in decode_utf8; loops without early exits
+  // so that the compiler vectorises them.
+  const UChar* units = text_.getBuffer();
+  const auto length = static_cast<std::size_t>(text_.length());
+  UChar high_bits = 0;
+  for (std::size_t i = 0; i < length; ++i) high_bits |= units[i];
+  if (high_bits < 0x80) {
+    bytes.resize(length);
+    for (std::size_t i = 0; i < length; ++i) bytes[i] = static_cast<char>(units[i]);
+    cut_at_first_zero(bytes);
+    return bytes;
+  }
   UErrorCode status = U_ZERO_ERROR;
   int32_t needed = 0;
   u_strToUTF8(nullptr, 0, &needed, text_.getBuffer(), text_.length(), &status);

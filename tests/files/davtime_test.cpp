@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <string>
 #include <vector>
@@ -106,6 +108,42 @@ TEST(DavTime, ParseRules) {
   }
   TimeZone east("Asia/Kathmandu");
   EXPECT_EQ(parsed("1970-01-01T00:00:00Z"), 0);
+}
+
+// What the scan patterns read, worked out independently with sscanf and timegm.
+time_t oracle(const std::string& s) {
+  int y, mo, d, h, mi, se;
+  char day[4], month[4];
+  if (s.size() >= 4 && s[3] == ',') {
+    if (std::sscanf(s.c_str(), "%3s, %2d %3s %4d %2d:%2d:%2d GMT", day, &d, month, &y, &h, &mi,
+                    &se) < 7) {
+      return 0;
+    }
+    const std::string months = "JanFebMarAprMayJunJulAugSepOctNovDec";
+    const std::size_t at = months.find(month);
+    if (std::strlen(month) != 3 || at == std::string::npos || at % 3 != 0) return 0;
+    mo = static_cast<int>(at / 3) + 1;
+  } else if (s.size() < 4 ||
+             std::sscanf(s.c_str(), "%4d-%2d-%2dT%2d:%2d:%2dZ", &y, &mo, &d, &h, &mi, &se) < 6) {
+    return 0;
+  }
+  std::tm fields = {};
+  fields.tm_year = y - 1900, fields.tm_mon = mo - 1, fields.tm_mday = d;
+  fields.tm_hour = h, fields.tm_min = mi, fields.tm_sec = se;
+  return timegm(&fields);
+}
+
+TEST(DavTime, TextsNearTheWrittenShapesReadAsTheScanPatternsSay) {
+  for (const char* text :
+       {"2006-05-04T03:02:01Z", "2006-05-04T03:02:01Zextra", "2006-5-04T03:02:01Z",
+        "+006-05-04T03:02:01Z", " 2006-05-04T03:02:01Z", "2006-05-04T03:02:1Z",
+        "2006-05-04T03:02:01", "2006-05-04 03:02:01Z", "2006-05-04T03:02:0xZ",
+        "20060-05-04T03:02:01Z", "Thu, 04 May 2006 03:02:01 GMT", "Thu, 4 May 2006 03:02:01 GMT",
+        "Thu,  04 May 2006 03:02:01 GMT", "Thu, 04 May 2006 03:02:01", "Thu, 04 May 06 03:02:01",
+        "Thu, 04 Mayo 2006 03:02:01 GMT", "Thu, -4 May 2006 03:02:01 GMT",
+        "T\xC3\xBC, 04 May 2006 03:02:01 GMT", "Thu, 04 May 2006 03:02:01 UTC"}) {
+    EXPECT_EQ(parsed(text), oracle(text)) << text;
+  }
 }
 
 TEST(DavTime, UnknownFormatGivesEmptyText) {

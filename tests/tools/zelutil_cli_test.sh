@@ -43,6 +43,12 @@ check message-with-args   0 "$(printf 'QZMLK0671E The selector '"'"'x@y'"'"' is 
 check message-unknown     1 ""             "no message 22 in the catalogue" '' -- message 22
 check message-not-number  2 ""             -                         '' -- message abc
 check messages            0 -              -                         '' -- messages
+check date-seconds        0 "323030362d30352d30345430333a30323a30315a0a" - '' -- date --iso8601 1146711721
+check date-rfc-to-iso     0 "323030362d30352d30345430333a30323a30315a0a" - '' -- date --iso8601 'Thu, 04 May 2006 03:02:01 GMT'
+check date-iso-to-rfc     0 "5468752c203034204d617920323030362030333a30323a303120474d540a" - '' -- date --rfc1123 2006-05-04T03:02:01Z
+check date-bad            1 ""             "neither a number of seconds" '' -- date 'Thu, 04 may 2006'
+check date-both-forms     2 ""             "excludes"                '' -- date --iso8601 --rfc1123
+check tmp                 0 -              -                         '' -- tmp
 check help                0 -              -                         '' -- --help
 check version             0 -              -                         '' -- version
 
