@@ -20,6 +20,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <iterator>
 #include <map>
@@ -120,7 +121,22 @@ void make_room(Vector& v) {
   if (v.size() == v.capacity()) v.reserve(v.size() * 2 + 8);
 }
 
+// The first four code units of `name` packed into one integer that orders as
+// the names do (a shorter name is padded with zeros).
+std::uint64_t head_of(std::u16string_view name) {
+  std::uint64_t head = 0;
+  for (std::size_t i = 0; i < 4; ++i) head = head << 16 | (i < name.size() ? name[i] : 0u);
+  return head;
+}
+
 }  // namespace
+
+// A name of a sorted tag list with its head, so that most steps of a search
+// compare integers and do not touch the name itself.
+struct SortedName {
+  std::uint64_t head;
+  std::u16string_view name;
+};
 
 }  // namespace XmlTagImpl
 
@@ -132,8 +148,14 @@ class XmlTag::Namespace {
   // The defined tag named `name`, by binary search of the sorted list; null when
   // there is none. Reads only memory that no longer changes, and copies nothing.
   const XmlTag* find_defined(std::u16string_view name) const {
-    const auto at = std::lower_bound(sorted_names.begin(), sorted_names.end(), name);
-    if (at == sorted_names.end() || *at != name) return nullptr;
+    const std::uint64_t head = XmlTagImpl::head_of(name);
+    const auto at =
+        std::lower_bound(sorted_names.begin(), sorted_names.end(), name,
+                         [head](const XmlTagImpl::SortedName& entry, std::u16string_view wanted) {
+                           if (entry.head != head) return entry.head < head;
+                           return entry.name < wanted;
+                         });
+    if (at == sorted_names.end() || at->head != head || at->name != name) return nullptr;
     return tags[static_cast<std::size_t>(at - sorted_names.begin())];
   }
 
@@ -148,7 +170,7 @@ class XmlTag::Namespace {
   std::vector<const XmlTag*> tags;
   // Once sorted, the names of `tags`, side by side, so that a search reads one
   // contiguous array.
-  std::vector<std::u16string_view> sorted_names;
+  std::vector<XmlTagImpl::SortedName> sorted_names;
   std::unique_ptr<UString> owned_uri;  // run-time namespaces only
 };
 
@@ -367,8 +389,10 @@ class Registry {
       if (!record->tags_sorted) continue;
       std::stable_sort(record->tags.begin(), record->tags.end(), CompareXmlTagSimpleName());
       record->sorted_names.reserve(record->tags.size());
-      for (const XmlTag* tag : record->tags)
-        record->sorted_names.push_back(tag->simple_name().view());
+      for (const XmlTag* tag : record->tags) {
+        const std::u16string_view name = tag->simple_name().view();
+        record->sorted_names.push_back({head_of(name), name});
+      }
     }
     return true;
   }
