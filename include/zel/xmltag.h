@@ -21,8 +21,12 @@
 // Registered tags and namespace records live as long as the library: a returned
 // reference never dangles or moves. Every static operation may be called from
 // any thread, also from another library's static initialisers, since the
-// registry is built before its first use. A single XmlTag object, like a
-// UString, is not to be used from two threads at once.
+// registry is built before its first use. The tags lookup() returns are shared
+// by all threads and never change, so their const operations are safe anywhere;
+// their names and URIs are shared as well: read them (view(), utf8_str(),
+// compare, copy), but copy one before calling c_str() or std_str(), which change
+// a UString's insides. An XmlTag of your own, like a UString, belongs to one
+// thread at a time.
 //
 // Failures are exceptions with messages of the catalogue `zelutil`: an id or
 // namespace id a caller passes wrongly gives IllegalArgException (QZMLK0654E,

@@ -26,6 +26,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -143,7 +144,11 @@ struct SortedName {
 class XmlTag::Namespace {
  public:
   Namespace(const UString* uri_text, NsId namespace_id, bool sorted, bool open)
-      : uri(uri_text), id(namespace_id), tags_sorted(sorted), open_namespace(open) {}
+      : uri(uri_text),
+        id(namespace_id),
+        tags_sorted(sorted),
+        open_namespace(open),
+        uri_key(uri_text->view()) {}
 
   // The defined tag named `name`, by binary search of the sorted list; null when
   // there is none. Reads only memory that no longer changes, and copies nothing.
@@ -159,18 +164,22 @@ class XmlTag::Namespace {
     return tags[static_cast<std::size_t>(at - sorted_names.begin())];
   }
 
+  // Callers get references to `uri` and to the tags' names, and a UString may
+  // change its storage even through a const reference (c_str() does). So the
+  // registry searches copies of its own: uri_key, sorted_text, the map keys.
   const UString* uri;  // a well-known row's URI, or owned_uri
   NsId id;
   bool tags_sorted;     // tags are sorted and searched by name
   bool open_namespace;  // "ATR:" and "FLD:"; only recorded here
-  // Run-time tags by simple name, under dynamic_tags_lock. The keys view the
-  // registered tags' own names, which never change.
-  std::map<std::u16string_view, const XmlTag*> name_map;
+  std::u16string uri_key;
+  // Run-time tags by simple name, under dynamic_tags_lock.
+  std::map<std::u16string, const XmlTag*, std::less<>> name_map;
   // The defined tags: in construction order until start-up sorts them by name.
   std::vector<const XmlTag*> tags;
-  // Once sorted, the names of `tags`, side by side, so that a search reads one
-  // contiguous array.
+  // Once sorted, the names of `tags`, side by side, viewing sorted_text, so that
+  // a search reads two contiguous arrays.
   std::vector<XmlTagImpl::SortedName> sorted_names;
+  std::u16string sorted_text;
   std::unique_ptr<UString> owned_uri;  // run-time namespaces only
 };
 
@@ -186,10 +195,10 @@ struct CompareXmlTagSimpleName {
 // Orders namespace records by URI.
 struct CompareNamespacePtr {
   bool operator()(const XmlTag::Namespace* a, const XmlTag::Namespace* b) const {
-    return a->uri->view() < b->uri->view();
+    return a->uri_key < b->uri_key;
   }
   bool operator()(const XmlTag::Namespace* a, std::u16string_view uri) const {
-    return a->uri->view() < uri;
+    return std::u16string_view(a->uri_key) < uri;
   }
 };
 
@@ -299,7 +308,7 @@ class Registry {
     const std::u16string_view text = uri.view();
     const auto at = std::lower_bound(sorted_namespace_vector_.begin(),
                                      sorted_namespace_vector_.end(), text, CompareNamespacePtr());
-    if (at != sorted_namespace_vector_.end() && (*at)->uri->view() == text) return *at;
+    if (at != sorted_namespace_vector_.end() && (*at)->uri_key == text) return *at;
 
     const auto position = at - sorted_namespace_vector_.begin();
     auto owned_uri = std::make_unique<UString>(uri);
@@ -321,7 +330,7 @@ class Registry {
     const std::u16string_view text = uri.view();
     const auto at = std::lower_bound(sorted_namespace_vector_.begin(),
                                      sorted_namespace_vector_.end(), text, CompareNamespacePtr());
-    return at != sorted_namespace_vector_.end() && (*at)->uri->view() == text &&
+    return at != sorted_namespace_vector_.end() && (*at)->uri_key == text &&
            (*at)->id < kWellKnownCount;
   }
 
@@ -342,7 +351,7 @@ class Registry {
     std::optional<XmlTag>& slot = all_dynamic_tags_.slot(id);
     slot.emplace(XmlTag(ns, name, id));
     try {
-      names.emplace(slot->simple_name().view(), &*slot);
+      names.emplace(std::u16string(name.view()), &*slot);
     } catch (...) {
       slot.reset();
       throw;
@@ -388,10 +397,17 @@ class Registry {
     for (XmlTag::Namespace* record : namespace_array_) {
       if (!record->tags_sorted) continue;
       std::stable_sort(record->tags.begin(), record->tags.end(), CompareXmlTagSimpleName());
+      std::size_t total = 0;
+      for (const XmlTag* tag : record->tags) total += tag->simple_name().length();
+      record->sorted_text.reserve(total);
       record->sorted_names.reserve(record->tags.size());
       for (const XmlTag* tag : record->tags) {
         const std::u16string_view name = tag->simple_name().view();
-        record->sorted_names.push_back({head_of(name), name});
+        // Reserved in full: appending never moves the names already viewed.
+        const std::size_t at = record->sorted_text.size();
+        record->sorted_text.append(name);
+        const std::u16string_view copy(record->sorted_text.data() + at, name.size());
+        record->sorted_names.push_back({head_of(copy), copy});
       }
     }
     return true;
@@ -412,7 +428,7 @@ class Registry {
   std::vector<XmlTag::Namespace*> sorted_namespace_vector_;  // all records, by URI
   Id num_defined_tags_ = XmlTag::FIRST_DYNAMIC_ID;           // the next run-time id
   IdToTagMap all_dynamic_tags_;
-  std::map<std::u16string_view, const XmlTag*> nameless_tags_;
+  std::map<std::u16string, const XmlTag*, std::less<>> nameless_tags_;
 };
 
 namespace {

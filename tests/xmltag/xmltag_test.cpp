@@ -243,6 +243,28 @@ TEST(XmlTagRegistry, RegistrationIsOncePerNameAndIdsAreDense) {
             "IllegalArgException: QZMLK0655E XmlTag::lookup(): called with illegal id value.");
 }
 
+// c_str() may move a UString's storage even through a const reference (a name
+// that fills the inline buffer moves to the heap); the registry's searches must
+// not depend on the storage of the names it hands out.
+TEST(XmlTagRegistry, HandedOutNamesMayBeTerminatedWithoutHarm) {
+  const std::vector<XmlTag::Id> ids = {
+      XmlTag::LW_ATTRIBUTE_VALUE_TYPE_OPAQUE,  // 27 code units
+      XmlTag::ACL_AGGREGATED_PRIVILEGE_NAME,
+      XmlTag::lookup(4, UString(u"a-run-time-name-of-27-units")).id(),
+      XmlTag::lookup(4, UString(u"a-run-time-name-longer-than-an-inline-buffer")).id(),
+  };
+  for (XmlTag::Id id : ids) {
+    const XmlTag& tag = XmlTag::lookup(id);
+    tag.simple_name().c_str();
+    tag.ns().c_str();
+  }
+  for (XmlTag::Id id : ids) {
+    const XmlTag& tag = XmlTag::lookup(id);
+    EXPECT_EQ(&XmlTag::lookup(tag.ns_id(), UString(tag.simple_name())), &tag) << id;
+    EXPECT_EQ(XmlTag(UString(tag.ns()), tag.simple_name()).ns_id(), tag.ns_id()) << id;
+  }
+}
+
 TEST(XmlTagRegistry, EqualityIgnoresIdsAndOrderGoesByNamespaceFirst) {
   const UString uri_a(u"urn:example:order-a");
   const UString uri_b(u"urn:example:order-b");
