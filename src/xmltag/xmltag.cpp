@@ -248,9 +248,11 @@ class Registry {
   }
   const UString& no_uri() const { return no_uri_; }
 
-  NsId find_abbreviation(std::u16string_view abbreviation) const {
-    for (const wk_namespace_t& row : wk_namespaces_array_) {
-      if (row.abbreviation.view() == abbreviation) return row.id;
+  // Compares with the table's own literals rather than the abbreviations that
+  // ns_abbreviation() hands out.
+  static NsId find_abbreviation(std::u16string_view abbreviation) {
+    for (const WellKnownRow& row : kWellKnownRows) {
+      if (abbreviation == row.abbreviation) return row.id;
     }
     return -1;
   }
