@@ -3,7 +3,7 @@ include(CMakePackageConfigHelpers)
 
 install(DIRECTORY include/zel include/qvlogger "${PROJECT_BINARY_DIR}/include/zel"
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-        FILES_MATCHING PATTERN "*.h")
+        FILES_MATCHING PATTERN "*.h" PATTERN "*.def")
 
 install(TARGETS zelutil qvlogger EXPORT zelutilTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}

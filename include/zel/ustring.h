@@ -28,6 +28,7 @@
 #include <cstdint>
 #include <iosfwd>
 #include <string>
+#include <string_view>
 
 #include "zel/export.h"
 
@@ -98,6 +99,14 @@ class ZEL_EXPORT UString {
   // The units, zero-terminated (the terminator is not counted in length()). The
   // pointer lives until the next change of the string. May grow the capacity.
   const UChar* c_str() const;
+  // The units in place, not zero-terminated. Unlike c_str() it never writes to
+  // the string, so it suits lookups that must not touch the caller's memory.
+  // Valid until the next change of the string; empty for an invalid string.
+  std::u16string_view view() const {
+    const UChar* units = text_.getBuffer();
+    return units != nullptr ? std::u16string_view(units, static_cast<std::size_t>(text_.length()))
+                            : std::u16string_view();
+  }
 
   // -1, 0 or 1 by code-unit order. Against a string in ICU's invalid state the
   // result is 1, or 0 when both are invalid.

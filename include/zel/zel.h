@@ -18,5 +18,6 @@
 #include "zel/umessage.h"
 #include "zel/ustring.h"
 #include "zel/version.h"
+#include "zel/xmltag.h"
 
 #endif  // ZEL_ZEL_H_

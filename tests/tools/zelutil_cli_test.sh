@@ -49,6 +49,19 @@ check date-iso-to-rfc     0 "5468752c203034204d617920323030362030333a30323a30312
 check date-bad            1 ""             "neither a number of seconds" '' -- date 'Thu, 04 may 2006'
 check date-both-forms     2 ""             "excludes"                '' -- date --iso8601 --rfc1123
 check tmp                 0 -              -                         '' -- tmp
+hex() { printf '%b' "$1" | od -An -tx1 | tr -d ' \n'; }
+check tag-by-id           0 "$(hex '3\tACL_ENTRY\tACL:\tacl-entry\n')" - '' -- tag 3
+check tag-by-name         0 "$(hex '3\tACL_ENTRY\tACL:\tacl-entry\n')" - '' -- tag ACL: acl-entry
+check tag-no-namespace    0 "$(hex '1098\tTEAM_STATUS\t-\tstatus\n')" - '' -- tag 1098
+check tag-format-prefix   0 "$(hex '</A:acl-entry>\n')" -   '' -- tag 3 --format end --prefix A
+check tag-free-id         1 ""             "QZMLK0653E"              '' -- tag 174
+check tag-unknown-id      1 ""             "QZMLK0655E"              '' -- tag 99999
+check tag-unknown-ns      1 ""             "unknown namespace 'FOO:'" '' -- tag FOO: x
+check tag-not-a-number    2 ""             "not a tag id"            '' -- tag ACL:
+check tag-bad-format      2 ""             -                         '' -- tag 3 --format middle
+check tag-prefix-alone    2 ""             "needs --format"          '' -- tag 3 --prefix A
+check tags-of-namespace   0 "$(hex '1125\tVENDOR_KORDA\tVENDOR:\tKORDA\n1126\tVENDOR_MS_ACCESS\tVENDOR:\tMS_ACCESS\n1127\tVENDOR_ORACLE\tVENDOR:\tORACLE\n1128\tVENDOR_SQL_ANYWHERE\tVENDOR:\tSQL_ANYWHERE\n1129\tVENDOR_SQL_SERVER\tVENDOR:\tSQL_SERVER\n')" - '' -- tags VENDOR:
+check tags-unknown-ns     1 ""             "unknown namespace"       '' -- tags FOO:
 check help                0 -              -                         '' -- --help
 check version             0 -              -                         '' -- version
 
@@ -57,6 +70,19 @@ if [[ "$line" =~ ^libzelutil\ {24}[0-9]+\.[0-9]+\.[0-9]+\.[0-9]+\ \(.{24}\)$ ]];
   echo "ok   version-line"
 else
   echo "FAIL version-line: '$line'"; failures=$((failures + 1))
+fi
+
+empty=$("$zelutil" tag 3 --format empty)
+if [[ "$empty" =~ ^\<acl-entry\ xmlns=\"[a-z]+://[^\"]+/TEAM/ACL\"/\>$ ]]; then
+  echo "ok   tag-format-empty"
+else
+  echo "FAIL tag-format-empty: '$empty'"; failures=$((failures + 1))
+fi
+count=$("$zelutil" tags | wc -l)
+if [ "$count" -eq 1143 ]; then
+  echo "ok   tags-all"
+else
+  echo "FAIL tags-all: $count lines"; failures=$((failures + 1))
 fi
 
 [ "$failures" -eq 0 ] || { echo "$failures failure(s)"; exit 1; }

@@ -1,0 +1,232 @@
+#include "zel/xmltag.h"
+
+#include <expat.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <sstream>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "failure.h"
+
+namespace Zel {
+namespace {
+
+std::string text(const UString& s) { return s.utf8_str(); }
+UString ustr(const std::string& utf8) { return UString(Utf8String(utf8)); }
+
+// The vendor base of the well-known URIs: "TEAM:" is the base plus "/TEAM".
+std::string base_uri() {
+  const std::string team = text(XmlTag::ns_URI(18));
+  return team.substr(0, team.size() - 5);
+}
+
+TEST(XmlTagNamespaces, TheTwentyOneWellKnownOnes) {
+  // In NsId order: the abbreviation and the URI's path after the vendor base.
+  std::istringstream rows(
+      "ACL: /TEAM/ACL  ACT: /TEAM/ACTTYPE  ATR: /TEAM/ATTRS  AUTHMODE: /TEAM/MXAUTHMODE  "
+      "LW: /TEAM/LW  MX: /TEAM/MX  CTG: /TEAM/CTG  EVT: /TEAM/EVENTS  FLD: /TEAM/FIELDS  "
+      "FRM: /TEAM/FORM  FVT: /TEAM/VALTYPE  GROUP_ACCESS: /TEAM/FOLDER_ACLS/GROUP  "
+      "MPN: /TEAM/METAPROPERTY  MPT: /TEAM/MPTYPE  NAMEDVAL: /TEAM/NAMED_VALUE  "
+      "PREF: /TEAM/PREF  RES: /TEAM/RESTYPE  TEAMPVT: /TEAM/PVT  TEAM: /TEAM  "
+      "USER_ACCESS: /TEAM/FOLDER_ACLS/USER  VENDOR: /TEAM/MXDBVENDOR");
+  const std::string base = base_uri();
+  EXPECT_EQ(base.rfind("http", 0), 0u) << base;
+  for (XmlTag::NsId ns = 0; ns < XmlTag::FIRST_DYNAMIC_NS_ID; ++ns) {
+    std::string abbreviation, path;
+    ASSERT_TRUE(rows >> abbreviation >> path);
+    EXPECT_EQ(text(XmlTag::ns_abbreviation(ns)), abbreviation);
+    EXPECT_EQ(XmlTag::ns_lookup_abbreviation(ustr(abbreviation)), ns);
+    EXPECT_EQ(text(XmlTag::ns_URI(ns)), base + path);
+    EXPECT_TRUE(XmlTag::is_well_known_namespace(ustr(base + path)));
+    EXPECT_EQ(XmlTag(ustr(base + path), u"x").ns_id(), ns);  // no new record for a known URI
+  }
+  for (const char* near_miss : {"ACL", "acl:", "ACL: ", "", "null"}) {
+    EXPECT_EQ(XmlTag::ns_lookup_abbreviation(ustr(near_miss)), -1) << near_miss;
+  }
+  EXPECT_FALSE(XmlTag::is_well_known_namespace(ustr(base + "/TEAM/acl")));
+}
+
+TEST(XmlTagFailures, EachCarriesItsCatalogueMessage) {
+  const std::string illegal = "IllegalArgException: QZMLK065";
+  const std::string id = illegal + "5E XmlTag::lookup(): called with illegal id value.";
+  const std::string ns = illegal + "6E XmlTag::lookup(): called with illegal ns value.";
+  const std::string uri = illegal + "4E XmlTag::ns_URI(): called with illegal value.";
+  const std::string abbreviation =
+      illegal + "4E XmlTag::ns_abbreviation(): called with illegal value.";
+  const std::string free_id =
+      "StateException: QZMLK0653E Internal error: XmlTag::lookup(), at line: "
+      "src/xmltag/xmltag.cpp in file: '502'";
+  const std::vector<std::pair<std::function<void()>, std::string>> cases = {
+      {[] { XmlTag::lookup(-1); }, id},
+      {[] { XmlTag::lookup(XmlTag::FIRST_DYNAMIC_ID + 1000000); }, id},
+      {[] { XmlTag::lookup(174); }, free_id},
+      {[] { XmlTag::format(XmlTag::FORMAT_START, 1130, UString()); }, free_id},
+      {[] { XmlTag::lookup(-1, u"acl-entry"); }, ns},
+      {[] { XmlTag::lookup(1000000, u"acl-entry"); }, ns},
+      {[] { XmlTag::ns_URI(-1); }, uri},
+      {[] { XmlTag::ns_URI(1000000); }, uri},
+      {[] { XmlTag::ns_abbreviation(-1); }, abbreviation},
+      {[] { XmlTag::ns_abbreviation(21); }, abbreviation},
+  };
+  for (std::size_t i = 0; i < cases.size(); ++i) {
+    EXPECT_EQ(failure_of(cases[i].first), cases[i].second) << "case " << i;
+  }
+}
+
+TEST(XmlTagDefinition, TheCatalogueIsClosedAfterStartUp) {
+  // An id already used fails as a repeated row of the catalogue fails start-up.
+  const std::string repeated =
+      "StateException: QZMLK0653E Internal error: XmlTag::XmlTag(), at line: "
+      "src/xmltag/xmltag.cpp in file: '703'";
+  EXPECT_EQ(failure_of([] { XmlTag(0, u"acl-entry", XmlTag::ACL_ENTRY); }), repeated);
+  EXPECT_EQ(failure_of([] { XmlTag(-1, u"other", XmlTag::NIL); }), repeated);
+  EXPECT_EQ(failure_of([] { XmlTag(16, u"vob", XmlTag::FIRST_DYNAMIC_ID - 1); }), repeated);
+  // Free and out-of-range ids, and namespaces that are not well-known, are refused.
+  const std::string refused =
+      "IllegalArgException: QZMLK0654E XmlTag::XmlTag(): called with illegal value.";
+  EXPECT_EQ(failure_of([] { XmlTag(0, u"new", 174); }), refused);
+  EXPECT_EQ(failure_of([] { XmlTag(0, u"new", XmlTag::FIRST_DYNAMIC_ID); }), refused);
+  EXPECT_EQ(failure_of([] { XmlTag(0, u"new", -1); }), refused);
+  EXPECT_EQ(failure_of([] { XmlTag(21, u"new", 176); }), refused);
+  // Nothing changed.
+  EXPECT_NE(failure_of([] { XmlTag::lookup(174); }), "no exception");
+  EXPECT_GE(XmlTag::lookup(0, u"new").id(), XmlTag::FIRST_DYNAMIC_ID);
+}
+
+TEST(XmlTagText, ToStringAndFormat) {
+  const std::string acl = base_uri() + "/TEAM/ACL";
+  EXPECT_EQ(text(XmlTag::lookup(XmlTag::ACL_ENTRY).to_string()), acl + "/acl-entry");
+  EXPECT_EQ(text(XmlTag::lookup(XmlTag::NIL).to_string()), "<nil-tag>");
+  EXPECT_EQ(text(XmlTag(ustr(acl), u"acl-entry").to_string()), "<nil-tag>");  // unregistered
+  EXPECT_EQ(text(XmlTag::lookup(XmlTag::TEAM_STATUS).to_string()), "/status");
+
+  using Case = std::tuple<XmlTag::Id, XmlTag::Format, const char*, std::string>;
+  const std::vector<Case> cases = {
+      {XmlTag::ACL_ENTRY, XmlTag::FORMAT_START, "A", "<A:acl-entry>"},
+      {XmlTag::ACL_ENTRY, XmlTag::FORMAT_END, "A", "</A:acl-entry>"},
+      {XmlTag::ACL_ENTRY, XmlTag::FORMAT_EMPTY, "A", "<A:acl-entry/>"},
+      {XmlTag::ACL_ENTRY, XmlTag::FORMAT_START, "", "<acl-entry xmlns=\"" + acl + "\">"},
+      {XmlTag::ACL_ENTRY, XmlTag::FORMAT_END, "", "</acl-entry>"},
+      {XmlTag::ACL_ENTRY, XmlTag::FORMAT_EMPTY, "", "<acl-entry xmlns=\"" + acl + "\"/>"},
+      {XmlTag::TEAM_STATUS, XmlTag::FORMAT_EMPTY, "", "<status xmlns=\"\"/>"},
+      {XmlTag::FRM_XPOS, XmlTag::FORMAT_START, "frm", "<frm:x>"},
+  };
+  for (const auto& [id, format, prefix_text, expected] : cases) {
+    const UString prefix = *prefix_text != 0 ? ustr(prefix_text) : XmlTag::EMPTY_NS_PREFIX;
+    EXPECT_EQ(text(XmlTag::lookup(id).format(format, prefix)), expected);
+    EXPECT_EQ(text(XmlTag::format(format, id, prefix)), expected);
+  }
+}
+
+// The start tags an XML parser sees, as "URI|local-name".
+std::vector<std::string> parsed_elements(const std::string& document) {
+  std::vector<std::string> elements;
+  XML_Parser parser = XML_ParserCreateNS(nullptr, '|');
+  XML_SetUserData(parser, &elements);
+  XML_SetStartElementHandler(parser, [](void* data, const XML_Char* name, const XML_Char**) {
+    static_cast<std::vector<std::string>*>(data)->push_back(name);
+  });
+  const bool ok =
+      XML_Parse(parser, document.data(), static_cast<int>(document.size()), 1) == XML_STATUS_OK;
+  XML_ParserFree(parser);
+  if (!ok) elements.assign(1, "not well-formed: " + document);
+  return elements;
+}
+
+TEST(XmlTagText, FormattedTagsReadBackWithTheirNamespaces) {
+  const XmlTag& prop = XmlTag::lookup(XmlTag::TEAM_PROP);
+  const XmlTag& entry = XmlTag::lookup(XmlTag::ACL_ENTRY);
+  const XmlTag& open = XmlTag::lookup(2, u"custom-attribute");
+  const UString none = XmlTag::EMPTY_NS_PREFIX;
+  const UString a(u"A");
+  const std::string document =
+      text(prop.format(XmlTag::FORMAT_START, none)) + "<A:wrap xmlns:A=\"" + text(entry.ns()) +
+      "\">" + text(entry.format(XmlTag::FORMAT_START, a)) +
+      text(entry.format(XmlTag::FORMAT_END, a)) + "</A:wrap>" +
+      text(XmlTag::format(XmlTag::FORMAT_EMPTY, XmlTag::RES_VOB, none)) +
+      text(open.format(XmlTag::FORMAT_START, none)) + text(open.format(XmlTag::FORMAT_END, none)) +
+      text(prop.format(XmlTag::FORMAT_END, none));
+  const std::string base = base_uri();
+  EXPECT_EQ(parsed_elements(document),
+            (std::vector<std::string>{base + "/TEAM|prop", base + "/TEAM/ACL|wrap",
+                                      base + "/TEAM/ACL|acl-entry", base + "/TEAM/RESTYPE|vob",
+                                      base + "/TEAM/ATTRS|custom-attribute"}));
+}
+
+TEST(XmlTagRegistry, RegistrationIsOncePerNameAndIdsAreDense) {
+  const UString uri(u"urn:example:registration");
+  XmlTag probe(uri, u"first");
+  EXPECT_EQ(probe.id(), 0);
+  EXPECT_GE(probe.ns_id(), XmlTag::FIRST_DYNAMIC_NS_ID);
+  EXPECT_FALSE(probe.is_well_known_namespace());
+  EXPECT_FALSE(XmlTag::is_well_known_namespace(uri));
+  EXPECT_EQ(XmlTag(uri, u"other").ns_id(), probe.ns_id());
+
+  const XmlTag& first = XmlTag::lookup(probe);
+  EXPECT_EQ(probe.id(), first.id());  // written back on purpose
+  EXPECT_TRUE(first == probe);        // ids are not compared
+  EXPECT_EQ(&XmlTag::lookup(probe), &first);
+  EXPECT_EQ(&XmlTag::lookup(probe.ns_id(), u"first"), &first);
+
+  // Ids follow one another, and tags keep their addresses across chunks.
+  std::vector<const XmlTag*> tags{&first};
+  for (int i = 0; i < 300; ++i) {
+    tags.push_back(&XmlTag::lookup(probe.ns_id(), ustr("name-" + std::to_string(i))));
+    EXPECT_EQ(tags.back()->id(), first.id() + i + 1);
+  }
+  for (const XmlTag* tag : tags) EXPECT_EQ(&XmlTag::lookup(tag->id()), tag);
+}
+
+TEST(XmlTagRegistry, TagsWithoutNamespaceAreFoundByIdOnly) {
+  const XmlTag& team_status = XmlTag::lookup(18, u"status");
+  EXPECT_GE(team_status.id(), XmlTag::FIRST_DYNAMIC_ID);
+  // Registering a copy puts it in a map of its own, once.
+  XmlTag copy = XmlTag::lookup(XmlTag::TEAM_STATUS);
+  const XmlTag& registered = XmlTag::lookup(copy);
+  EXPECT_GE(registered.id(), XmlTag::FIRST_DYNAMIC_ID);
+  EXPECT_NE(registered.id(), team_status.id());
+  EXPECT_EQ(registered.ns_id(), -1);
+  EXPECT_EQ(&XmlTag::lookup(copy), &registered);
+}
+
+// c_str() may move a UString's storage even through a const reference (a name
+// that fills the inline buffer moves to the heap); the registry's searches must
+// not depend on the storage of the names it hands out.
+TEST(XmlTagRegistry, HandedOutNamesMayBeTerminatedWithoutHarm) {
+  const std::vector<XmlTag::Id> ids = {
+      XmlTag::LW_ATTRIBUTE_VALUE_TYPE_OPAQUE,  // 27 code units
+      XmlTag::ACL_AGGREGATED_PRIVILEGE_NAME,
+      XmlTag::lookup(4, UString(u"a-run-time-name-of-27-units")).id(),
+      XmlTag::lookup(4, UString(u"a-run-time-name-longer-than-an-inline-buffer")).id(),
+  };
+  for (XmlTag::Id id : ids) {
+    XmlTag::lookup(id).simple_name().c_str();
+    XmlTag::lookup(id).ns().c_str();
+  }
+  for (XmlTag::Id id : ids) {
+    const XmlTag& tag = XmlTag::lookup(id);
+    EXPECT_EQ(&XmlTag::lookup(tag.ns_id(), UString(tag.simple_name())), &tag) << id;
+    EXPECT_EQ(XmlTag(UString(tag.ns()), tag.simple_name()).ns_id(), tag.ns_id()) << id;
+  }
+}
+
+TEST(XmlTagRegistry, OrderGoesByNamespaceFirst) {
+  const UString uri_a(u"urn:example:order-a");
+  const UString uri_b(u"urn:example:order-b");
+  const XmlTag a_apple(uri_a, u"apple"), a_zebra(uri_a, u"zebra");
+  const XmlTag b_apple(uri_b, u"apple"), b_zebra(uri_b, u"zebra");
+  EXPECT_TRUE(a_apple < a_zebra);
+  EXPECT_FALSE(a_zebra < a_apple);
+  EXPECT_FALSE(a_apple < a_apple);
+  const bool a_first = a_zebra < b_apple;
+  EXPECT_NE(a_first, b_apple < a_zebra);
+  EXPECT_EQ(a_apple < b_zebra, a_first);
+  EXPECT_FALSE(a_apple == b_apple);
+}
+
+}  // namespace
+}  // namespace Zel
