@@ -477,6 +477,48 @@ UString XmlTag::to_string() const {
   return text;
 }
 
+namespace {
+
+// What a character of a namespace URI takes inside a double-quoted attribute:
+// '&', '<' and '"' are written as references so that a URI met at run time
+// cannot break the element. The well-known URIs hold none of them.
+const char16_t* attribute_reference(UChar c) {
+  switch (c) {
+    case u'&':
+      return u"&amp;";
+    case u'<':
+      return u"&lt;";
+    case u'"':
+      return u"&quot;";
+    default:
+      return nullptr;
+  }
+}
+
+UString::size_type attribute_length(const UString& value) {
+  UString::size_type length = 0;
+  for (const char16_t c : value.view()) {
+    const char16_t* reference = attribute_reference(c);
+    length += reference != nullptr
+                  ? static_cast<UString::size_type>(std::char_traits<char16_t>::length(reference))
+                  : 1;
+  }
+  return length;
+}
+
+void append_attribute(UString& text, const UString& value) {
+  for (const char16_t c : value.view()) {
+    const char16_t* reference = attribute_reference(c);
+    if (reference != nullptr) {
+      text.append(reference);
+    } else {
+      text.append(c);
+    }
+  }
+}
+
+}  // namespace
+
 UString XmlTag::format(Format f, const UString& prefix) const {
   static constexpr UChar kXmlns[] = u" xmlns=\"";
   const bool end_tag = f == FORMAT_END;
@@ -485,16 +527,25 @@ UString XmlTag::format(Format f, const UString& prefix) const {
   // tag declares it as the default namespace, except in an end tag.
   const bool declares = prefix.empty() && !end_tag;
   const UString& uri = ns();
+  const UString::size_type uri_length = declares ? attribute_length(uri) : 0;
   const UString::size_type length =
       1 + (end_tag ? 1 : 0) + (prefix.empty() ? 0 : prefix.length() + 1) + simple_name_.length() +
-      (declares ? static_cast<UString::size_type>(std::size(kXmlns) - 1) + uri.length() + 1 : 0) +
+      (declares ? static_cast<UString::size_type>(std::size(kXmlns) - 1) + uri_length + 1 : 0) +
       (empty_element ? 2 : 1);
   UString text;
   text.reserve(length);
   text.append(end_tag ? u"</" : u"<");
   if (!prefix.empty()) text.append(prefix).append(u':');
   text.append(simple_name_);
-  if (declares) text.append(kXmlns).append(uri).append(u'"');
+  if (declares) {
+    text.append(kXmlns);
+    if (uri_length == uri.length()) {
+      text.append(uri);
+    } else {
+      append_attribute(text, uri);
+    }
+    text.append(u'"');
+  }
   text.append(empty_element ? u"/>" : u">");
   return text;
 }

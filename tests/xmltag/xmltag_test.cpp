@@ -155,6 +155,10 @@ TEST(XmlTagText, FormattedTagsReadBackWithTheirNamespaces) {
             (std::vector<std::string>{base + "/TEAM|prop", base + "/TEAM/ACL|wrap",
                                       base + "/TEAM/ACL|acl-entry", base + "/TEAM/RESTYPE|vob",
                                       base + "/TEAM/ATTRS|custom-attribute"}));
+  // A namespace met at run time may hold characters that need references.
+  const XmlTag& odd = XmlTag::lookup(XmlTag(ustr("urn:x?a=1&b=\"<2\""), u"odd"));
+  EXPECT_EQ(parsed_elements(text(odd.format(XmlTag::FORMAT_EMPTY, none))),
+            std::vector<std::string>{"urn:x?a=1&b=\"<2\"|odd"});
 }
 
 TEST(XmlTagRegistry, RegistrationIsOncePerNameAndIdsAreDense) {
