@@ -156,7 +156,8 @@ TEST(XmlTagText, FormattedTagsReadBackWithTheirNamespaces) {
                                       base + "/TEAM/ACL|acl-entry", base + "/TEAM/RESTYPE|vob",
                                       base + "/TEAM/ATTRS|custom-attribute"}));
   // A namespace met at run time may hold characters that need references.
-  const XmlTag& odd = XmlTag::lookup(XmlTag(ustr("urn:x?a=1&b=\"<2\""), u"odd"));
+  XmlTag probe(ustr("urn:x?a=1&b=\"<2\""), u"odd");
+  const XmlTag& odd = XmlTag::lookup(probe);
   EXPECT_EQ(parsed_elements(text(odd.format(XmlTag::FORMAT_EMPTY, none))),
             std::vector<std::string>{"urn:x?a=1&b=\"<2\"|odd"});
 }
