@@ -10,6 +10,7 @@
 #include "zel/critsec_lock.h"
 #include "zel/exception.h"
 #include "zel/logadaptor.h"
+#include "zel/oid.h"
 #include "zel/pname.h"
 #include "zel/qrpexception.h"
 #include "zel/resource.h"
