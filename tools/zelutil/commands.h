@@ -26,6 +26,7 @@ class CommandError : public std::runtime_error {
 void add_version_commands(CLI::App& app);
 void add_strings_commands(CLI::App& app);
 void add_errors_commands(CLI::App& app);
+void add_ids_commands(CLI::App& app);
 
 }  // namespace zelutil
 

@@ -9,6 +9,7 @@ int main(int argc, char** argv) {
   zelutil::add_version_commands(app);
   zelutil::add_strings_commands(app);
   zelutil::add_errors_commands(app);
+  zelutil::add_ids_commands(app);
 
   try {
     app.parse(argc, argv);
