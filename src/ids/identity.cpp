@@ -125,10 +125,10 @@ const Identity Identity::from_str(const UString& text) {
 
   // Owned by `raw` until the identity adopts it.
   std::unique_ptr<identity_t[]> raw(new identity_t[length + 1]);
-  UString::size_type at = colon + 1;
-  for (std::size_t i = 0; i <= length; ++i, at += 2) {
-    const int high = lower_hex_value(text[at]);
-    const int low = lower_hex_value(text[at + 1]);
+  const UChar* digit = text.c_str() + colon + 1;
+  for (std::size_t i = 0; i <= length; ++i, digit += 2) {
+    const int high = lower_hex_value(digit[0]);
+    const int low = lower_hex_value(digit[1]);
     if (high < 0 || low < 0) throw_bad_text(kBadHex, text);
     raw[i] = static_cast<identity_t>(high << 4 | low);
   }

@@ -15,16 +15,46 @@ namespace {
 
 using Arg = UMessage::Arg;
 
-constexpr std::size_t kLongLength = 40;
-constexpr std::size_t kCompactLength = 32;
+// The exact shapes of the text forms: a template with the separators in place,
+// where the two digits of each byte (in print order) go, and where the
+// separators are.
+struct shape_t {
+  const char* text;
+  std::size_t length;
+  unsigned char digit_at[16];
+  unsigned char separator_at[8];
+  int separators;
+};
 
-constexpr char kHexDigits[] = "0123456789abcdef";
+constexpr shape_t kLongShape = {"xxxxxxxx.xxxxxxxx.xxxx.xx:xx:xx:xx:xx:xx",
+                                40,
+                                {0, 2, 4, 6, 9, 11, 13, 15, 18, 20, 23, 26, 29, 32, 35, 38},
+                                {8, 17, 22, 25, 28, 31, 34, 37},
+                                8};
+constexpr shape_t kCompactShape = {"xxxxxxxxxxxxxxxxxxxxxxxxxxxxxxxx",
+                                   32,
+                                   {0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30},
+                                   {},
+                                   0};
+constexpr shape_t kHyphenatedShape = {"xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx",
+                                      36,
+                                      {0, 2, 4, 6, 9, 11, 14, 16, 19, 21, 24, 26, 28, 30, 32, 34},
+                                      {8, 13, 18, 23},
+                                      4};
+constexpr std::size_t kLongestShape = 40;
 
-// 0 to 15 for the hex digits of either case, -1 for every other byte.
-struct hex_table_t {
+// Lower-case digit pairs for every byte value, and the value of every hex
+// digit of either case (-1 for other bytes).
+struct hex_tables_t {
+  char pair[256][2];
   signed char value[256];
-  constexpr hex_table_t() : value() {
-    for (int c = 0; c < 256; ++c) value[c] = -1;
+  constexpr hex_tables_t() : pair(), value() {
+    constexpr char kDigits[] = "0123456789abcdef";
+    for (int b = 0; b < 256; ++b) {
+      pair[b][0] = kDigits[b >> 4];
+      pair[b][1] = kDigits[b & 0xF];
+      value[b] = -1;
+    }
     for (int d = 0; d < 10; ++d) value['0' + d] = static_cast<signed char>(d);
     for (int d = 0; d < 6; ++d) {
       value['a' + d] = static_cast<signed char>(10 + d);
@@ -32,7 +62,7 @@ struct hex_table_t {
     }
   }
 };
-constexpr hex_table_t kHex;
+constexpr hex_tables_t kHex;
 
 // The UUID's 16 bytes in the order their digits are printed: the fields most
 // significant byte first, then the node bytes.
@@ -63,28 +93,16 @@ Uuid from_print_order(const unsigned char bytes[16]) {
   return u;
 }
 
-// Writes the printed form the same as snprintf with the published formats
-// would: every field fits its width, so each is exactly that many digits.
-// Returns the number of characters written (40 or 32, no terminator).
+// Writes the printed form as snprintf with the published formats would: every
+// field fits its width, so each is exactly that many digits. Returns the
+// length (40 or 32); no terminator.
 std::size_t format(const Uuid& u, bool compact, char* out) {
-  // Separator after print-order byte i in the long form, 0 for none.
-  static constexpr char kLongSeparators[16] = {0, 0,   0,   '.', 0,   0,   0,   '.',
-                                               0, '.', ':', ':', ':', ':', ':', 0};
+  const shape_t& shape = compact ? kCompactShape : kLongShape;
   unsigned char bytes[16];
   to_print_order(u, bytes);
-  char* p = out;
-  for (int i = 0; i < 16; ++i) {
-    *p++ = kHexDigits[bytes[i] >> 4];
-    *p++ = kHexDigits[bytes[i] & 0xF];
-    if (!compact && kLongSeparators[i] != 0) *p++ = kLongSeparators[i];
-  }
-  return static_cast<std::size_t>(p - out);
-}
-
-UString ascii_to_ustring(const char* text, std::size_t length) {
-  std::basic_string<UChar> units(length, u'\0');
-  for (std::size_t i = 0; i < length; ++i) units[i] = static_cast<UChar>(text[i]);
-  return UString(units);
+  std::memcpy(out, shape.text, shape.length);
+  for (int i = 0; i < 16; ++i) std::memcpy(out + shape.digit_at[i], kHex.pair[bytes[i]], 2);
+  return shape.length;
 }
 
 // --- Parsing ------------------------------------------------------------------
@@ -93,47 +111,29 @@ UString ascii_to_ustring(const char* text, std::size_t length) {
 // nearly every text is one of the exact shapes the scans were written for, so
 // those shapes are decoded directly; anything else (short groups, signs, blanks,
 // other separators) goes to the scans, which define what is accepted.
+//
+// A text that begins with one of the shapes is read by the matching scan exactly
+// so: each group is as wide as its field's maximum width, and the scans tried
+// before it fail at their first separator, which the shape does not have there.
 
-// 'x' stands for one hex digit, anything else for itself.
-constexpr char kLongShape[] = "xxxxxxxx.xxxxxxxx.xxxx.xx:xx:xx:xx:xx:xx";
-constexpr char kHyphenatedShape[] = "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx";
-
-// Decodes `text` when it begins with `shape`; the 32 digits fill the 16 bytes in
-// print order. A text that begins with one of the three shapes is read by the
-// matching scan exactly so: each group is as wide as its field's maximum width,
-// and the first scan to fail on the other two shapes fails at a separator.
-bool decode_shape(const std::string& text, const char* shape, std::size_t shape_length,
-                  unsigned char bytes[16]) {
-  if (text.size() < shape_length) return false;
+// Decodes `text` when it begins with `shape`, into the 16 bytes in print order.
+// A template, so that the positions are constants in each copy.
+template <const shape_t& shape>
+bool decode_shape(const std::string& text, unsigned char bytes[16]) {
+  if (text.size() < shape.length) return false;
   const auto* in = reinterpret_cast<const unsigned char*>(text.data());
-  int nibble = 0;
-  for (std::size_t i = 0; i < shape_length; ++i) {
-    if (shape[i] != 'x') {
-      if (in[i] != static_cast<unsigned char>(shape[i])) return false;
-      continue;
-    }
-    const int value = kHex.value[in[i]];
-    if (value < 0) return false;
-    if ((nibble & 1) == 0) {
-      bytes[nibble >> 1] = static_cast<unsigned char>(value << 4);
-    } else {
-      bytes[nibble >> 1] |= static_cast<unsigned char>(value);
-    }
-    ++nibble;
+  for (int i = 0; i < shape.separators; ++i) {
+    const unsigned char at = shape.separator_at[i];
+    if (in[at] != static_cast<unsigned char>(shape.text[at])) return false;
   }
-  return true;
-}
-
-bool decode_compact(const std::string& text, unsigned char bytes[16]) {
-  if (text.size() < kCompactLength) return false;
-  const auto* in = reinterpret_cast<const unsigned char*>(text.data());
-  for (std::size_t i = 0; i < 16; ++i) {
-    const int high = kHex.value[in[2 * i]];
-    const int low = kHex.value[in[2 * i + 1]];
-    if ((high | low) < 0) return false;
+  int invalid = 0;  // negative once any digit is not a hex digit
+  for (int i = 0; i < 16; ++i) {
+    const int high = kHex.value[in[shape.digit_at[i]]];
+    const int low = kHex.value[in[shape.digit_at[i] + 1]];
+    invalid |= high | low;
     bytes[i] = static_cast<unsigned char>(high << 4 | low);
   }
-  return true;
+  return invalid >= 0;
 }
 
 // The published scan formats, in the order they are tried. The byte fields are
@@ -215,19 +215,23 @@ const Uuid Uuid::gen() {
 }
 
 const UString Uuid::str(const bool compact) const {
-  char text[kLongLength];
-  return ascii_to_ustring(text, format(*this, compact, text));
+  char text[kLongestShape];
+  const std::size_t length = format(*this, compact, text);
+  UChar units[kLongestShape + 1];
+  for (std::size_t i = 0; i < length; ++i) units[i] = static_cast<UChar>(text[i]);
+  units[length] = 0;
+  return UString(units);
 }
 
 const std::string Uuid::std_str(const bool compact) const {
-  char text[kLongLength];
+  char text[kLongestShape];
   return std::string(text, format(*this, compact, text));
 }
 
 Uuid Uuid::from_string(const std::string& text) {
   unsigned char bytes[16];
-  if (decode_shape(text, kHyphenatedShape, sizeof kHyphenatedShape - 1, bytes) ||
-      decode_shape(text, kLongShape, sizeof kLongShape - 1, bytes) || decode_compact(text, bytes)) {
+  if (decode_shape<kHyphenatedShape>(text, bytes) || decode_shape<kLongShape>(text, bytes) ||
+      decode_shape<kCompactShape>(text, bytes)) {
     return from_print_order(bytes);
   }
   Uuid u;
