@@ -21,3 +21,12 @@ run "$zelutil" messages
 run "$zelutil" message 21 'lw.brtype:@/store' 'the name is empty'
 run "$zelutil" message 1 42
 run "$zelutil" message 99
+run "$zelutil" uuid -n 3
+run "$zelutil" uuid --compact
+run "$zelutil" uuid parse 123e4567-e89b-12d3-a456-426614174000
+show "$zelutil uuid parse \$($zelutil uuid)"
+run "$zelutil" uuid parse not-a-uuid
+run "$zelutil" oid -n 2
+run "$zelutil" identity make 1 0aff
+run "$zelutil" identity parse 2:010aff
+run "$zelutil" identity parse 2:010AFF

@@ -5,7 +5,7 @@ set -euo pipefail
 
 build=(g++ cmake ninja-build pkg-config libicu-dev libcli11-dev libspdlog-dev libfmt-dev)
 test=("${build[@]}" libgtest-dev libgmock-dev libbenchmark-dev clang libclang-rt-14-dev
-      clang-format git)
+      clang-format git uuid-dev)
 
 case "${1:-}" in
   demo) wanted=("${build[@]}") ;;
