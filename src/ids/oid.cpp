@@ -131,7 +131,9 @@ bool decode_shape(const std::string& text, unsigned char bytes[16]) {
     const int high = kHex.value[in[shape.digit_at[i]]];
     const int low = kHex.value[in[shape.digit_at[i] + 1]];
     invalid |= high | low;
-    bytes[i] = static_cast<unsigned char>(high << 4 | low);
+    // Unsigned: a digit that is not one (-1) must not be shifted as a signed value.
+    bytes[i] =
+        static_cast<unsigned char>(static_cast<unsigned>(high) << 4 | static_cast<unsigned>(low));
   }
   return invalid >= 0;
 }
