@@ -1,4 +1,4 @@
-// Uuid and Oid as values: conversions, text forms, parsing, packing, order.
+// Uuid and Oid as values: text forms, parsing, packing, order, hash, streams.
 #include "zel/oid.h"
 
 #include <gtest/gtest.h>
@@ -7,7 +7,6 @@
 #include <random>
 #include <sstream>
 #include <string>
-#include <vector>
 
 #include "zel/exception.h"
 
@@ -16,100 +15,59 @@ namespace {
 
 Uuid make_uuid(std::uint32_t time_low, std::uint16_t time_mid, std::uint16_t time_hi,
                std::uint8_t clock_seq_hi, std::uint8_t clock_seq_low,
-               std::vector<std::uint8_t> node) {
+               std::initializer_list<std::uint8_t> node) {
   Uuid u;
   u.time_low = time_low;
   u.time_mid = time_mid;
   u.time_hi_and_version = time_hi;
   u.clock_seq_hi_and_reserved = clock_seq_hi;
   u.clock_seq_low = clock_seq_low;
-  for (int i = 0; i < 6; ++i) u.node[i] = node[i];
+  std::copy(node.begin(), node.end(), u.node);
   return u;
 }
 
-const Uuid kSample =
-    make_uuid(0x123e4567, 0xe89b, 0x12d3, 0xa4, 0x56, {0x42, 0x66, 0x14, 0x17, 0x40, 0x00});
-// Every byte distinct, to see where each one goes.
-const Uuid kCounting =
-    make_uuid(0x01020304, 0x0506, 0x0708, 0x09, 0x0a, {0x0b, 0x0c, 0x0d, 0x0e, 0x0f, 0x10});
+Uuid random_uuid(std::mt19937& random) {
+  qbs_uuid_s raw;
+  auto* bytes = reinterpret_cast<unsigned char*>(&raw);
+  for (std::size_t b = 0; b < sizeof raw; ++b) bytes[b] = static_cast<unsigned char>(random());
+  return Uuid(raw);
+}
 
-TEST(Uuid, NilAndConversionsCopyEveryField) {
+const Uuid kSample =
+    make_uuid(0x123e4567, 0xe89b, 0x12d3, 0xa4, 0x56, {0x42, 0x66, 0x14, 0x17, 0x40, 0});
+// Every byte distinct, to see where each one goes.
+const Uuid kCounting = make_uuid(0x01020304, 0x0506, 0x0708, 0x09, 0x0a, {11, 12, 13, 14, 15, 16});
+
+TEST(Uuid, PrintsAsThePublishedFormatsDo) {
+  EXPECT_EQ(kSample.std_str(false), "123e4567.e89b12d3.a456.42:66:14:17:40:00");
+  EXPECT_EQ(kSample.std_str(true), "123e4567e89b12d3a456426614174000");
   EXPECT_TRUE(Uuid().is_nil());
   EXPECT_FALSE(kSample.is_nil());
-  for (int byte = 0; byte < 16; ++byte) {
-    // A UUID with one byte set is not nil and differs from every other such one.
-    qbs_uuid_s raw{};
-    reinterpret_cast<unsigned char*>(&raw)[byte] = 1;
-    const Uuid u(raw);
-    EXPECT_FALSE(u.is_nil()) << byte;
-    EXPECT_NE(u, Uuid()) << byte;
-  }
 
-  const qbs_uuid_s as_uuid = kCounting;
-  const qbs_oid_s as_oid = kCounting;
-  EXPECT_EQ(as_uuid.time_low, 0x01020304u);
-  EXPECT_EQ(as_oid.time_hi_and_version, 0x0708);
-  EXPECT_EQ(as_oid.node[5], 0x10);
-  EXPECT_EQ(Uuid(as_uuid), kCounting);
-  EXPECT_EQ(Uuid(as_oid), kCounting);
-}
-
-TEST(Uuid, PrintsTheLongAndTheCompactForm) {
-  struct Case {
-    Uuid id;
-    const char* long_form;
-    const char* compact;
-  };
-  const Case cases[] = {
-      {Uuid(), "00000000.00000000.0000.00:00:00:00:00:00", "00000000000000000000000000000000"},
-      {kSample, "123e4567.e89b12d3.a456.42:66:14:17:40:00", "123e4567e89b12d3a456426614174000"},
-      {kCounting, "01020304.05060708.090a.0b:0c:0d:0e:0f:10", "0102030405060708090a0b0c0d0e0f10"},
-      {make_uuid(0xffffffff, 0xffff, 0xffff, 0xff, 0xff, {0xff, 0xff, 0xff, 0xff, 0xff, 0xff}),
-       "ffffffff.ffffffff.ffff.ff:ff:ff:ff:ff:ff", "ffffffffffffffffffffffffffffffff"},
-  };
-  for (const Case& c : cases) {
-    EXPECT_EQ(c.id.std_str(false), c.long_form);
-    EXPECT_EQ(c.id.std_str(true), c.compact);
-    EXPECT_EQ(c.id.str(false), UString(Utf8String(c.long_form)));
-    EXPECT_EQ(c.id.str(true), UString(Utf8String(c.compact)));
-  }
-}
-
-TEST(Uuid, PrintedFormsAgreeWithThePublishedFormats) {
   std::mt19937 random(20240611);
   for (int i = 0; i < 2000; ++i) {
-    qbs_uuid_s raw;
-    auto* bytes = reinterpret_cast<unsigned char*>(&raw);
-    for (std::size_t b = 0; b < sizeof raw; ++b) bytes[b] = static_cast<unsigned char>(random());
-    const Uuid u(raw);
-    char expected[64];
-    std::snprintf(expected, sizeof expected,
-                  "%08x.%04hx%04hx.%02x%02x.%02x:%02x:%02x:%02x:%02x:%02x", u.time_low, u.time_mid,
-                  u.time_hi_and_version, u.clock_seq_hi_and_reserved, u.clock_seq_low, u.node[0],
-                  u.node[1], u.node[2], u.node[3], u.node[4], u.node[5]);
-    ASSERT_EQ(u.std_str(false), expected);
-    std::snprintf(expected, sizeof expected, "%08x%04hx%04hx%02x%02x%02x%02x%02x%02x%02x%02x",
-                  u.time_low, u.time_mid, u.time_hi_and_version, u.clock_seq_hi_and_reserved,
-                  u.clock_seq_low, u.node[0], u.node[1], u.node[2], u.node[3], u.node[4],
-                  u.node[5]);
-    ASSERT_EQ(u.std_str(true), expected);
-    ASSERT_EQ(Uuid::from_string(u.std_str(false)), u);
-    ASSERT_EQ(Uuid::from_string(u.std_str(true)), u);
+    const Uuid u = random_uuid(random);
+    for (const char* format : {"%08x.%04hx%04hx.%02x%02x.%02x:%02x:%02x:%02x:%02x:%02x",
+                               "%08x%04hx%04hx%02x%02x%02x%02x%02x%02x%02x%02x"}) {
+      char expected[64];
+      std::snprintf(expected, sizeof expected, format, u.time_low, u.time_mid,
+                    u.time_hi_and_version, u.clock_seq_hi_and_reserved, u.clock_seq_low, u.node[0],
+                    u.node[1], u.node[2], u.node[3], u.node[4], u.node[5]);
+      const bool compact = format[4] != '.';
+      ASSERT_EQ(u.std_str(compact), expected);
+      ASSERT_EQ(u.str(compact), UString(Utf8String(expected)));
+      ASSERT_EQ(Uuid::from_string(expected), u);
+    }
   }
 }
 
 TEST(UuidParse, AcceptsWhatTheScanFormatsAccept) {
-  struct Case {
-    std::string text;
-    Uuid expected;
-  };
   const Uuid small = make_uuid(1, 2, 3, 4, 5, {6, 7, 8, 9, 10, 11});
-  const Case cases[] = {
+  const std::pair<std::string, Uuid> cases[] = {
       {"123e4567.e89b12d3.a456.42:66:14:17:40:00", kSample},
       {"123e4567-e89b-12d3-a456-426614174000", kSample},
       {"123e4567e89b12d3a456426614174000", kSample},
       {"123E4567-E89B-12D3-A456-426614174000", kSample},
-      {"123E4567.E89B12D3.A456.42:66:14:17:40:00", kSample},
       // Text after the last field is ignored, extra digits included.
       {"123e4567-e89b-12d3-a456-426614174000 and more", kSample},
       {"123e4567e89b12d3a456426614174000ffff", kSample},
@@ -121,34 +79,29 @@ TEST(UuidParse, AcceptsWhatTheScanFormatsAccept) {
       {"1-2-3-0405-060708090a0b", small},
       {"1.00023.045.6:7:8:9:a:b", small},
       {"00000001000200030405060708090a0", make_uuid(1, 2, 3, 4, 5, {6, 7, 8, 9, 10, 0})},
-      // Signs and prefixes of a formatted scan; byte fields keep their low 8 bits.
+      // Signs and prefixes; byte fields keep the low 8 bits of 16.
       {"-1-e89b-12d3-a456-426614174000",
-       make_uuid(0xffffffff, 0xe89b, 0x12d3, 0xa4, 0x56, {0x42, 0x66, 0x14, 0x17, 0x40, 0x00})},
+       make_uuid(0xffffffff, 0xe89b, 0x12d3, 0xa4, 0x56, {0x42, 0x66, 0x14, 0x17, 0x40, 0})},
       {"123e4567-e89b-12d3--1-1-426614174000",
-       make_uuid(0x123e4567, 0xe89b, 0x12d3, 0xff, 0xff, {0x42, 0x66, 0x14, 0x17, 0x40, 0x00})},
+       make_uuid(0x123e4567, 0xe89b, 0x12d3, 0xff, 0xff, {0x42, 0x66, 0x14, 0x17, 0x40, 0})},
+      {"0x3e4567-e89b-12d3-a456-426614174000",
+       make_uuid(0x3e4567, 0xe89b, 0x12d3, 0xa4, 0x56, {0x42, 0x66, 0x14, 0x17, 0x40, 0})},
       // One byte short, the hyphenated text is read by the compact scan, with its
       // hyphens as signs.
       {"123e4567-e89b-12d3-a456-4266141740",
        make_uuid(0x123e4567, 0xf177, 0x000b, 0xff, 0x2d, {0x03, 0xf6, 0x45, 0x06, 0xfc, 0x26})},
-      {"0x3e4567-e89b-12d3-a456-426614174000",
-       make_uuid(0x3e4567, 0xe89b, 0x12d3, 0xa4, 0x56, {0x42, 0x66, 0x14, 0x17, 0x40, 0x00})},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.text);
-    Uuid parsed;
-    ASSERT_NO_THROW(parsed = Uuid::from_string(c.text));
-    EXPECT_EQ(parsed, c.expected) << parsed.std_str(false);
-    EXPECT_EQ(Oid::from_string(c.text), Oid(c.expected));
+  for (const auto& [text, expected] : cases) {
+    SCOPED_TRACE(text);
+    EXPECT_EQ(Uuid::from_string(text), expected);
+    EXPECT_EQ(Oid::from_string(text), Oid(expected));
   }
-  // The three forms of one UUID give one value, which prints the long form back.
-  EXPECT_EQ(Uuid::from_string(kSample.std_str(true)).std_str(false), kSample.std_str(false));
 }
 
 TEST(UuidParse, RefusesWithMessage7NamingTheTextTwice) {
   const std::string texts[] = {
       "xyz",
       "",
-      "123e4567",
       "123e4567-e89b-12d3-a456",
       "123e4567.e89b12d3.a456.42:66:14:17:40",                    // five node bytes
       "123e4567_e89b_12d3_a456_426614174000",                     // unknown separator
@@ -161,7 +114,6 @@ TEST(UuidParse, RefusesWithMessage7NamingTheTextTwice) {
       Uuid::from_string(text);
       ADD_FAILURE() << "accepted";
     } catch (const IllegalArgException& e) {
-      EXPECT_EQ(e.message().catalogue(), zelutil);
       EXPECT_EQ(e.message().number(), 7);
       ASSERT_EQ(e.message().args().size(), 2u);
       EXPECT_EQ(e.message().args()[0].tag(), UMessage::Arg::BYTES);
@@ -180,46 +132,30 @@ TEST(Oid, PacksTheBytesIntoFourWordsLeastSignificantFirst) {
   EXPECT_EQ(id.get_bits().w1, 0x07080506u);
   EXPECT_EQ(id.get_bits().w2, 0x0c0b0a09u);
   EXPECT_EQ(id.get_bits().w3, 0x100f0e0du);
-
-  const qbs_uuid_s as_uuid = kCounting;
-  const qbs_oid_s as_oid = kCounting;
-  EXPECT_EQ(Oid(as_uuid), id);
-  EXPECT_EQ(Oid(as_oid), id);
-  EXPECT_EQ(Uuid(static_cast<qbs_uuid_s>(id)), kCounting);
-  EXPECT_EQ(Uuid(static_cast<qbs_oid_s>(id)), kCounting);
-
   Oid assigned;
   assigned = Oid::bits{0x01020304, 0x07080506, 0x0c0b0a09, 0x100f0e0d};
   EXPECT_EQ(assigned, id);
-  EXPECT_EQ(Oid(id.get_bits()), id);
-}
+  EXPECT_TRUE(Oid().is_nil());
 
-TEST(Oid, RoundTripsEveryUuidAndPrintsLikeIt) {
   std::mt19937 random(7);
   for (int i = 0; i < 1000; ++i) {
-    qbs_uuid_s raw;
-    auto* bytes = reinterpret_cast<unsigned char*>(&raw);
-    for (std::size_t b = 0; b < sizeof raw; ++b) bytes[b] = static_cast<unsigned char>(random());
-    const Uuid u(raw);
-    const Oid id(u);
-    ASSERT_EQ(id.uuid(), u);
-    ASSERT_EQ(id.std_str(false), u.std_str(false));
-    ASSERT_EQ(id.std_str(true), u.std_str(true));
-    ASSERT_EQ(id.str(false), u.str(false));
-    ASSERT_EQ(Oid::from_string(id.str(false)), id);
-    ASSERT_EQ(Oid::from_string(id.std_str(true)), id);
+    const Uuid u = random_uuid(random);
+    const Oid packed(u);
+    const qbs_uuid_s as_uuid = packed;
+    const qbs_oid_s as_oid = packed;
+    ASSERT_EQ(packed.uuid(), u);
+    ASSERT_EQ(Uuid(as_uuid), u);
+    ASSERT_EQ(Uuid(as_oid), u);
+    ASSERT_EQ(Oid(as_uuid), packed);
+    ASSERT_EQ(Oid(as_oid), packed);
+    ASSERT_EQ(packed.std_str(false), u.std_str(false));
+    ASSERT_EQ(packed.str(true), u.str(true));
+    ASSERT_EQ(Oid::from_string(packed.str(false)), packed);
   }
-  EXPECT_TRUE(Oid().is_nil());
-  EXPECT_TRUE(Oid(Uuid()).is_nil());
-  EXPECT_FALSE(Oid(kSample).is_nil());
 }
 
 TEST(Oid, OrdersWordByWordNotByText) {
-  struct Case {
-    const char* lower;
-    const char* higher;
-  };
-  const Case cases[] = {
+  const std::pair<const char*, const char*> lower_then_higher[] = {
       // time_hi_and_version decides before time_mid.
       {"00000000.00020001.0000.00:00:00:00:00:00", "00000000.00010002.0000.00:00:00:00:00:00"},
       // Inside w2 and w3 the later byte is the more significant.
@@ -228,12 +164,11 @@ TEST(Oid, OrdersWordByWordNotByText) {
       {"00000000.00000000.0000.00:00:ff:ff:ff:00", "00000000.00000000.0000.00:00:00:00:00:01"},
       // w0 first, compared unsigned.
       {"7fffffff.ffffffff.ffff.ff:ff:ff:ff:ff:ff", "80000000.00000000.0000.00:00:00:00:00:00"},
-      {"00000001.ffffffff.ffff.ff:ff:ff:ff:ff:ff", "00000002.00000000.0000.00:00:00:00:00:00"},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.lower);
-    const Oid lower = Oid::from_string(std::string(c.lower));
-    const Oid higher = Oid::from_string(std::string(c.higher));
+  for (const auto& [lower_text, higher_text] : lower_then_higher) {
+    SCOPED_TRACE(lower_text);
+    const Oid lower = Oid::from_string(std::string(lower_text));
+    const Oid higher = Oid::from_string(std::string(higher_text));
     EXPECT_TRUE(lower < higher);
     EXPECT_FALSE(higher < lower);
     EXPECT_FALSE(lower < lower);
@@ -248,31 +183,24 @@ TEST(Oid, HashIsTheExclusiveOrOfTheWords) {
   EXPECT_EQ(Oid(Oid::bits{0x80000000, 0, 0, 1}).hash(), static_cast<int>(0x80000001u));
 }
 
-TEST(Oid, InsertionWritesAPointerNotTheText) {
+TEST(Oid, WideStreams) {
+  // Insertion writes a pointer, deliberately, not the text.
   std::wostringstream out;
   out << Oid(kSample);
-  const std::wstring written = out.str();
-  EXPECT_EQ(written.find(L"123e4567"), std::wstring::npos);
-  EXPECT_EQ(written.rfind(L"0x", 0), 0u) << "a pointer value";
-}
+  EXPECT_EQ(out.str().find(L"123e4567"), std::wstring::npos);
+  EXPECT_EQ(out.str().rfind(L"0x", 0), 0u);
 
-TEST(Oid, ExtractionParsesOneWord) {
   std::wistringstream in(
-      L"123e4567.e89b12d3.a456.42:66:14:17:40:00 123e4567e89b12d3a456426614174000 bad");
+      L"123e4567.e89b12d3.a456.42:66:14:17:40:00  0102030405060708090a0b0c0d0e0f10 x");
   Oid id;
   in >> id;
   EXPECT_EQ(id, Oid(kSample));
-  id = Oid();
   in >> id;
-  EXPECT_EQ(id, Oid(kSample));
+  EXPECT_EQ(id, Oid(kCounting));
   EXPECT_THROW(in >> id, IllegalArgException);
-
-  // At the end of the input the id is left as it was.
-  std::wistringstream empty(L"   ");
-  Oid kept(kCounting);
-  empty >> kept;
-  EXPECT_TRUE(empty.fail());
-  EXPECT_EQ(kept, Oid(kCounting));
+  in >> id;  // at the end of the input the id is left as it was
+  EXPECT_TRUE(in.fail());
+  EXPECT_EQ(id, Oid(kCounting));
 }
 
 }  // namespace
