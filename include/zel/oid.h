@@ -42,6 +42,7 @@
 #ifndef ZEL_OID_H_
 #define ZEL_OID_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <iosfwd>
 #include <string>
@@ -211,11 +212,15 @@ class ZEL_EXPORT Identity {
   // Nobody: no buffer, length 0.
   Identity() = default;
   // Copies `length` bytes of `data` after `type`. With length 0 and type 0 it
-  // is nobody without a buffer. A negative length counts as 0; a null `data`
-  // gives zero bytes.
+  // is nobody without a buffer. A null `data` gives zero bytes.
   Identity(const short length, const type_t type, const char* data);
   // Adopts `raw` (from new identity_t[length + 1]) without copying and frees it
-  // with delete[]. A negative length counts as 0; a null `raw` gives nobody.
+  // with delete[]. A null `raw` with a positive length gives nobody.
+  //
+  // Negative lengths: length() gives back a negative length passed to either
+  // constructor (files of credentials carry such lengths), but it counts as no
+  // data bytes: nothing is read, copied, printed or compared beyond the type
+  // byte, which is all a buffer then holds.
   Identity(const short length, identity_t* raw);
   // Copies the type and data; nobody copies as nobody without a buffer.
   Identity(const Identity& other);
@@ -234,11 +239,13 @@ class ZEL_EXPORT Identity {
   bool is_nobody() const;
   // The data bytes after the type byte, or null without a buffer.
   const char* bits() const;
-  // The number of data bytes, 0 to 32767.
+  // The number of data bytes, or the negative length a constructor was given.
   short length() const { return length_; }
 
   // The length in decimal, ":", then two lower-case hex digits per buffer byte,
-  // type byte first: "2:010aff". Nobody without a buffer prints "0:00".
+  // type byte first: "2:010aff". Nobody without a buffer prints "0:00"; a
+  // negative length prints with the type byte alone ("-56:01"), which from_str
+  // refuses.
   const UString str() const;
   // Parses the text form. Throws IllegalArgException with the arguments "str"
   // and `text`: QZMLK0658E without ":", QZMLK0659E when the decimal length
@@ -250,7 +257,11 @@ class ZEL_EXPORT Identity {
   static const Identity from_str(const UString& text);
 
  private:
-  // Invariant: a positive length has a buffer of at least length + 1 bytes.
+  // max(length_, 0): the data bytes the buffer holds after the type byte.
+  std::size_t data_size() const;
+
+  // Invariant: a positive length has a buffer; a buffer holds at least
+  // data_size() + 1 bytes.
   identity_t* bits_ = nullptr;
   short length_ = 0;
 };

@@ -34,29 +34,32 @@ int lower_hex_value(UChar c) {
   return -1;
 }
 
-short clamp_length(short length) { return length < 0 ? 0 : length; }
-
 }  // namespace
 
-Identity::Identity(const short length, const type_t type, const char* data)
-    : length_(clamp_length(length)) {
-  if (length_ == 0 && type == 0) return;
-  bits_ = new identity_t[length_ + 1];
+// A negative length is kept as it is (files of identities carry such lengths and
+// give them back), but it never counts as a number of bytes: data_size() is 0.
+std::size_t Identity::data_size() const {
+  return length_ > 0 ? static_cast<std::size_t>(length_) : 0;
+}
+
+Identity::Identity(const short length, const type_t type, const char* data) : length_(length) {
+  if (length_ <= 0 && type == 0) return;
+  bits_ = new identity_t[data_size() + 1];
   bits_[0] = type;
   if (data != nullptr) {
-    std::memcpy(bits_ + 1, data, static_cast<std::size_t>(length_));
+    std::memcpy(bits_ + 1, data, data_size());
   } else {
-    std::memset(bits_ + 1, 0, static_cast<std::size_t>(length_));
+    std::memset(bits_ + 1, 0, data_size());
   }
 }
 
 Identity::Identity(const short length, identity_t* raw)
-    : bits_(raw), length_(raw != nullptr ? clamp_length(length) : 0) {}
+    : bits_(raw), length_(raw == nullptr && length > 0 ? 0 : length) {}
 
 Identity::Identity(const Identity& other) : length_(other.length_) {
   if (length_ > 0 || other.type() != 0) {
-    bits_ = new identity_t[length_ + 1];
-    std::memcpy(bits_, other.bits_, static_cast<std::size_t>(length_) + 1);
+    bits_ = new identity_t[data_size() + 1];
+    std::memcpy(bits_, other.bits_, data_size() + 1);
   }
 }
 
@@ -66,12 +69,13 @@ Identity& Identity::operator=(const Identity& other) {
     delete[] bits_;
     bits_ = nullptr;
   }
-  // A buffer kept from before holds at least length_ + 1 >= other's length + 1
-  // bytes, so the copy fits; whatever it does not overwrite stays.
+  // A buffer kept from before holds at least data_size() + 1 bytes for the old
+  // length, which is not below the new one, so the copy fits; whatever it does
+  // not overwrite stays.
   length_ = other.length_;
   if (length_ > 0 || other.type() != 0) {
-    if (bits_ == nullptr) bits_ = new identity_t[length_ + 1];
-    std::memcpy(bits_, other.bits_, static_cast<std::size_t>(length_) + 1);
+    if (bits_ == nullptr) bits_ = new identity_t[data_size() + 1];
+    std::memcpy(bits_, other.bits_, data_size() + 1);
   }
   return *this;
 }
@@ -80,8 +84,9 @@ Identity::~Identity() { delete[] bits_; }
 
 bool Identity::operator==(const Identity& other) const {
   if (length_ != other.length_) return false;
-  if (length_ == 0) return type() == other.type();
-  return std::memcmp(bits_, other.bits_, static_cast<std::size_t>(length_) + 1) == 0;
+  // Without data bytes only the type bytes count, a missing buffer being type 0.
+  if (length_ <= 0) return type() == other.type();
+  return std::memcmp(bits_, other.bits_, data_size() + 1) == 0;
 }
 
 Identity::type_t Identity::type() const { return bits_ != nullptr ? bits_[0] : 0; }
@@ -96,7 +101,7 @@ const UString Identity::str() const {
   static constexpr UChar kDigits[] = u"0123456789abcdef";
   UString text = UMessage::sprintf("%d:", Arg(static_cast<int>(length_)));
   if (bits_ == nullptr) return text.append(u"00");
-  const std::size_t count = static_cast<std::size_t>(length_) + 1;
+  const std::size_t count = data_size() + 1;
   std::basic_string<UChar> digits(2 * count, u'0');
   for (std::size_t i = 0; i < count; ++i) {
     digits[2 * i] = kDigits[bits_[i] >> 4];

@@ -113,23 +113,34 @@ TEST(Identity, AssignmentKeepsALargerBufferAndItsTypeByte) {
   EXPECT_EQ(text_of(target), "6:0375767778797a");
 }
 
-// Nothing may read or write outside a buffer here (AddressSanitizer watches).
-TEST(Identity, NegativeLengthsCountAsZero) {
+// A negative length is kept but counts as no data bytes: nothing may read or
+// write outside a buffer here (AddressSanitizer watches).
+TEST(Identity, NegativeLengthsHoldNoData) {
   const Identity negative_typed(-5, 3, "abcdef");
-  EXPECT_EQ(negative_typed.length(), 0);
-  EXPECT_EQ(text_of(negative_typed), "0:03");
-  EXPECT_TRUE(Identity(-1, 0, "abcdef").is_nobody());
+  EXPECT_EQ(negative_typed.length(), -5);
+  EXPECT_EQ(text_of(negative_typed), "-5:03");
+  EXPECT_FALSE(negative_typed.is_nobody());
+  EXPECT_EQ(negative_typed, Identity(-5, 3, nullptr));
+  EXPECT_NE(negative_typed, Identity(-5, 4, nullptr));
+  EXPECT_EQ(text_of(Identity(-1, 0, "abcdef")), "-1:00");
   EXPECT_EQ(text_of(Identity(3, 9, nullptr)), "3:09000000");
 
+  // As a file of credentials gives it: a length and no bytes.
+  const Identity from_file(-56, static_cast<Identity::identity_t*>(nullptr));
+  EXPECT_EQ(from_file.length(), -56);
+  EXPECT_EQ(from_file.bits(), nullptr);
+  EXPECT_EQ(Identity(from_file), from_file);
+  EXPECT_EQ(text_of(Identity(12, static_cast<Identity::identity_t*>(nullptr))), "0:00");
+
   const Identity adopted(-32768, new Identity::identity_t[1]{7});
-  EXPECT_EQ(adopted.length(), 0);
   EXPECT_EQ(adopted.type(), 7);
   EXPECT_EQ(Identity(adopted), adopted);
-  EXPECT_EQ(text_of(Identity(12, nullptr)), "0:00");
 
   Identity target(2, 1, "ab");
   target = negative_typed;
   EXPECT_EQ(target, negative_typed);
+  target = Identity(4, 2, "wxyz");
+  EXPECT_EQ(text_of(target), "4:027778797a");  // from a negative length to a positive one
 }
 
 }  // namespace
