@@ -26,8 +26,10 @@
 //     of 2^20 x 100 ns (about 105 ms), so the generator hands out at most 2^18
 //     values per window and then waits for the next window: a tight loop gets
 //     about 2.5 million UUIDs a second, no more. If the wall clock is set back,
-//     the generator stays in the last window it used (and moves past it once
-//     it is used up), so it never returns to a window it has left.
+//     the generator stays in the last window it used, so it never returns to a
+//     window it has left; when that window is used up it waits for the clock
+//     if it is less than about a second behind, and otherwise moves on to the
+//     next window ahead of the clock.
 //   - Processes alive at the same time on one host differ, because every UUID
 //     carries the low 16 bits of its process id; a child made by fork() goes on
 //     from its parent's state under its own pid, also when another thread of

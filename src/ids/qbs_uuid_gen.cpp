@@ -26,6 +26,9 @@ constexpr std::uint64_t kGregorianOffset = 0x01B21DD313814000ULL;
 constexpr int kWindowShift = 20;
 constexpr std::uint32_t kCounterMask = 0x3FFFF;
 constexpr std::uint32_t kWindowCapacity = kCounterMask + 1;
+// A clock set back by up to this many windows (about a second) is waited for
+// when the current window is used up; one set back further is run ahead of.
+constexpr std::uint64_t kMostWindowsWaitedFor = 10;
 constexpr int kNodeUnavailable = 1001;
 
 struct generator_state_t {
@@ -100,18 +103,19 @@ void next_window_and_counter(std::uint64_t& window, std::uint32_t& counter) {
     } else {
       // The clock is in the last window, or behind it after being set back:
       // go on in that window while its run can grow by exactly this value.
-      const bool clock_behind = window < s.window;
+      const std::uint64_t clock_window = window;
       window = s.window;
       if (s.run_length < kWindowCapacity && bits == ((s.run_start + s.run_length) & kCounterMask)) {
         ++s.run_length;
-      } else if (clock_behind) {
-        // Waiting for a clock that was set back could take hours: run ahead
-        // of it by one window instead.
+      } else if (s.window - clock_window > kMostWindowsWaitedFor) {
+        // Waiting for a clock set back further could take hours: run ahead of
+        // it by one window instead.
         window = s.window + 1;
         s.run_start = bits;
         s.run_length = 1;
       } else {
-        // The window is used up (or the counter was reseeded into its run).
+        // The window is used up (or the counter was reseeded into its run):
+        // wait until the clock has passed it.
         wait_for_window_after(window, t);
         continue;
       }

@@ -69,10 +69,11 @@ void set_clock(std::int64_t us) {
   g_reads = 0;
 }
 
-// 2030-01-01, 2031-01-01 and 2032-01-01 at 00:00:00 UTC.
+// 2030-01-01 to 2033-01-01 at 00:00:00 UTC.
 constexpr std::int64_t kYear2030 = 1893456000LL * 1000000;
 constexpr std::int64_t kYear2031 = 1924992000LL * 1000000;
 constexpr std::int64_t kYear2032 = 1956528000LL * 1000000;
+constexpr std::int64_t kYear2033 = 1988150400LL * 1000000;
 
 // Must stay the first test that generates, for the counter's first value.
 TEST(UuidGeneratorClock, FirstCallSeedsTheCounterWithTheMicroseconds) {
@@ -120,8 +121,8 @@ TEST(UuidGeneratorClock, AUsedUpWindowWaitsForTheNext) {
   EXPECT_EQ(distinct.size(), ids.size());
 }
 
-// A clock set back does not take the generator back to earlier windows; when
-// the window it stays in is used up, it moves on without waiting for the clock.
+// A clock set back far does not take the generator back to earlier windows;
+// when the window it stays in is used up, it moves on without waiting.
 TEST(UuidGeneratorClock, AClockSetBackNeverRevisitsAWindow) {
   // Not on a whole second: a counter seeded with 0 microseconds is seeded again.
   set_clock(kYear2032 + 1);
@@ -143,6 +144,20 @@ TEST(UuidGeneratorClock, AClockSetBackNeverRevisitsAWindow) {
   std::set<std::pair<std::uint64_t, std::uint64_t>> distinct;
   for (const Uuid& u : ids) distinct.insert(zel_test::key_of(u));
   EXPECT_EQ(distinct.size(), ids.size());
+}
+
+// A clock set back a little is waited for when the window is used up.
+TEST(UuidGeneratorClock, AClockSetBackALittleIsWaitedFor) {
+  set_clock(kYear2033 + 1);
+  const std::uint64_t window = window_of(Uuid::gen());
+  set_clock(kYear2033 + 1 - 2 * kWindowUs);
+  for (std::uint32_t i = 1; i < kWindowCapacity; ++i) ASSERT_EQ(window_of(Uuid::gen()), window);
+
+  g_reads = 0;
+  g_jump_us = 3 * kWindowUs;
+  g_reads_before_jump = 2;
+  EXPECT_GT(window_of(Uuid::gen()), window);
+  EXPECT_EQ(g_reads.load(), 3) << "read the clock until it passed the window";
 }
 
 }  // namespace
