@@ -94,15 +94,14 @@ Uuid from_print_order(const unsigned char bytes[16]) {
 }
 
 // Writes the printed form as snprintf with the published formats would: every
-// field fits its width, so each is exactly that many digits. Returns the
-// length (40 or 32); no terminator.
-std::size_t format(const Uuid& u, bool compact, char* out) {
-  const shape_t& shape = compact ? kCompactShape : kLongShape;
+// field fits its width, so each is exactly that many digits. No terminator.
+// A template, so that the positions are constants in each copy.
+template <const shape_t& shape>
+void format(const Uuid& u, char* out) {
   unsigned char bytes[16];
   to_print_order(u, bytes);
   std::memcpy(out, shape.text, shape.length);
   for (int i = 0; i < 16; ++i) std::memcpy(out + shape.digit_at[i], kHex.pair[bytes[i]], 2);
-  return shape.length;
 }
 
 // --- Parsing ------------------------------------------------------------------
@@ -218,7 +217,8 @@ const Uuid Uuid::gen() {
 
 const UString Uuid::str(const bool compact) const {
   char text[kLongestShape];
-  const std::size_t length = format(*this, compact, text);
+  const std::size_t length = compact ? kCompactShape.length : kLongShape.length;
+  compact ? format<kCompactShape>(*this, text) : format<kLongShape>(*this, text);
   UChar units[kLongestShape + 1];
   for (std::size_t i = 0; i < length; ++i) units[i] = static_cast<UChar>(text[i]);
   units[length] = 0;
@@ -227,7 +227,12 @@ const UString Uuid::str(const bool compact) const {
 
 const std::string Uuid::std_str(const bool compact) const {
   char text[kLongestShape];
-  return std::string(text, format(*this, compact, text));
+  if (compact) {
+    format<kCompactShape>(*this, text);
+    return std::string(text, kCompactShape.length);
+  }
+  format<kLongShape>(*this, text);
+  return std::string(text, kLongShape.length);
 }
 
 Uuid Uuid::from_string(const std::string& text) {
