@@ -1,5 +1,5 @@
 // Parses fuzzed text as a UUID. from_string must accept exactly the texts of
-// which one of the three published scans reads all eleven fields, in order, and
+// which one of the three documented scans reads all eleven fields, in order, and
 // give what that scan gives: this checks the direct decoding of the usual
 // shapes against the scans. A refusal is IllegalArgException message 7 naming
 // the text twice; what is accepted prints back in both forms and parses equal.

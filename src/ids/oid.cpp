@@ -93,7 +93,7 @@ Uuid from_print_order(const unsigned char bytes[16]) {
   return u;
 }
 
-// Writes the printed form as snprintf with the published formats would: every
+// Writes the printed form as snprintf with the documented formats would: every
 // field fits its width, so each is exactly that many digits. No terminator.
 // A template, so that the positions are constants in each copy.
 template <const shape_t& shape>
@@ -137,7 +137,7 @@ bool decode_shape(const std::string& text, unsigned char bytes[16]) {
   return invalid >= 0;
 }
 
-// The published scan formats, in the order they are tried. The byte fields are
+// The documented scan formats, in the order they are tried. The byte fields are
 // scanned as 16-bit values (a signed group such as "-1" gives 0xffff) and only
 // their low 8 bits are kept.
 constexpr const char* kScanFormats[] = {

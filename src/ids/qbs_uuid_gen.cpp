@@ -32,7 +32,7 @@ constexpr std::uint64_t kMostWindowsWaitedFor = 10;
 constexpr int kNodeUnavailable = 1001;
 
 struct generator_state_t {
-  // The counter and node flags follow the published rules: the counter is 0
+  // The counter and node flags keep the generator's fixed rules: the counter is 0
   // until the first call, which seeds it with the microseconds of the clock.
   std::uint32_t counter = 0;
   unsigned char node[6] = {};
@@ -65,12 +65,12 @@ void unlock_in_child() {
 [[maybe_unused]] const int g_fork_handlers =
     pthread_atfork(lock_before_fork, unlock_in_parent, unlock_in_child);
 
-class lock_guard_t {
+class StateLock {
  public:
-  lock_guard_t() { pthread_mutex_lock(&g_lock); }
-  ~lock_guard_t() { pthread_mutex_unlock(&g_lock); }
-  lock_guard_t(const lock_guard_t&) = delete;
-  lock_guard_t& operator=(const lock_guard_t&) = delete;
+  StateLock() { pthread_mutex_lock(&g_lock); }
+  ~StateLock() { pthread_mutex_unlock(&g_lock); }
+  StateLock(const StateLock&) = delete;
+  StateLock& operator=(const StateLock&) = delete;
 };
 
 // Sleeps, without the lock, until the clock is past `window`.
@@ -131,7 +131,7 @@ void next_window_and_counter(std::uint64_t& window, std::uint32_t& counter) {
 
 extern "C" int kzserver_qbs_uuid_gen(qbs_uuid_s* out) {
   if (out == nullptr) return kNodeUnavailable;
-  lock_guard_t guard;
+  StateLock guard;
   generator_state_t& s = g_state;
   if (s.pid == 0) s.pid = getpid();
   const auto pid = static_cast<std::uint32_t>(s.pid);

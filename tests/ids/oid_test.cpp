@@ -38,7 +38,7 @@ const Uuid kSample =
 // Every byte distinct, to see where each one goes.
 const Uuid kCounting = make_uuid(0x01020304, 0x0506, 0x0708, 0x09, 0x0a, {11, 12, 13, 14, 15, 16});
 
-TEST(Uuid, PrintsAsThePublishedFormatsDo) {
+TEST(Uuid, PrintsAsTheDocumentedFormatsDo) {
   EXPECT_EQ(kSample.std_str(false), "123e4567.e89b12d3.a456.42:66:14:17:40:00");
   EXPECT_EQ(kSample.std_str(true), "123e4567e89b12d3a456426614174000");
   EXPECT_TRUE(Uuid().is_nil());
