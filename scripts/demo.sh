@@ -25,3 +25,12 @@ run "$zelutil" date 1146711721
 run "$zelutil" date --iso8601 'Thu, 04 May 2006 03:02:01 GMT'
 run "$zelutil" date 'Thu, 04 may 2006'
 run "$zelutil" tmp --dir report.xml
+run "$zelutil" uuid -n 3
+run "$zelutil" uuid --compact
+run "$zelutil" uuid parse 123e4567-e89b-12d3-a456-426614174000
+show "$zelutil uuid parse \$($zelutil uuid)"
+run "$zelutil" uuid parse not-a-uuid
+run "$zelutil" oid -n 2
+run "$zelutil" identity make 1 0aff
+run "$zelutil" identity parse 2:010aff
+run "$zelutil" identity parse 2:010AFF

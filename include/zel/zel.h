@@ -12,6 +12,7 @@
 #include "zel/exception.h"
 #include "zel/fileutl.h"
 #include "zel/logadaptor.h"
+#include "zel/oid.h"
 #include "zel/pname.h"
 #include "zel/qrpexception.h"
 #include "zel/resource.h"

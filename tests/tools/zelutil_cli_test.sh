@@ -65,6 +65,63 @@ check tags-unknown-ns     1 ""             "unknown namespace"       '' -- tags 
 check help                0 -              -                         '' -- --help
 check version             0 -              -                         '' -- version
 
+hex() { printf '%s' "$1" | od -An -tx1 | tr -d ' \n'; }
+sample_fields='long:      123e4567.e89b12d3.a456.42:66:14:17:40:00
+compact:   123e4567e89b12d3a456426614174000
+version:   1
+timestamp: 2228-06-25 19:54:18.9547520 UTC (start of a 104.8576 ms window)
+counter:   233817
+process:   37211 (the low 16 bits of the process id)
+node:      42:66:14:17:40:00
+'
+check uuid-parse-hyphenated 0 "$(hex "$sample_fields")" - '' -- uuid parse 123e4567-e89b-12d3-a456-426614174000
+check uuid-parse-compact  0 "$(hex "$sample_fields")" - '' -- uuid parse 123e4567e89b12d3a456426614174000
+check uuid-parse-bad      1 ""             "QZMLK0657E Invalid Oid/Uuid format for arg: 'xyz' with value: 'xyz'" '' -- uuid parse xyz
+check uuid-parse-count    2 ""             "only go with generation" '' -- uuid -n 2 parse 123e4567e89b12d3a456426614174000
+check uuid-count-negative 2 ""             "not in range" '' -- uuid -n -1
+check identity-parse      0 "$(hex 'text:    2:010aff
+length:  2
+type:    1
+data:    0aff
+nobody:  no
+')" - '' -- identity parse 2:010aff
+check identity-upper      1 ""             "QZMLK0661E Invalid Identity - hex conversion error for arg: 'str' with value: '2:010AFF'" '' -- identity parse 2:010AFF
+check identity-size       1 ""             "QZMLK0660E" '' -- identity parse 3:010aff
+check identity-make       0 "$(hex '2:010aff
+')" - '' -- identity make 1 0aFF
+check identity-make-empty 0 "$(hex '0:00
+')" - '' -- identity make 0 ''
+check identity-make-odd   1 ""             "even number of hex digits" '' -- identity make 1 abc
+check identity-make-type  2 ""             "not in range" '' -- identity make 256 00
+check identity-alone      2 ""             "subcommand is required" '' -- identity
+
+host_line=$("$zelutil" uuid parse 00000000.00001000.8000.00:01:78:56:34:12 | grep '^node:')
+if [ "$host_line" = "node:      00:01:78:56:34:12 (host number 305419896)" ]; then
+  echo "ok   uuid-parse-host-number"
+else
+  echo "FAIL uuid-parse-host-number: '$host_line'"; failures=$((failures + 1))
+fi
+
+# Generated ids: the requested number, in the requested form, all distinct.
+generated() {
+  local name=$1 pattern=$2 want=$3
+  shift 3
+  local out
+  out=$("$zelutil" "$@")
+  if [ "$(grep -cE "$pattern" <<<"$out")" = "$want" ] && [ "$(sort -u <<<"$out" | wc -l)" = "$want" ] &&
+     [ "$(wc -l <<<"$out")" = "$want" ]; then
+    echo "ok   $name"
+  else
+    echo "FAIL $name: '$out'"; failures=$((failures + 1))
+  fi
+}
+long_form='^[0-9a-f]{8}\.[0-9a-f]{4}1[0-9a-f]{3}\.[89ab][0-9a-f]{3}\.[0-9a-f]{2}(:[0-9a-f]{2}){5}$'
+generated uuid-one      "$long_form" 1 uuid
+generated uuid-many     "$long_form" 5 uuid -n 5
+generated uuid-compact  '^[0-9a-f]{12}1[0-9a-f]{3}[89ab][0-9a-f]{15}$' 4 uuid --compact -n 4
+generated oid-many      "$long_form" 3 oid -n 3
+check uuid-none           0 ""             - '' -- uuid -n 0
+
 line=$("$zelutil" version)
 if [[ "$line" =~ ^libzelutil\ {24}[0-9]+\.[0-9]+\.[0-9]+\.[0-9]+\ \(.{24}\)$ ]]; then
   echo "ok   version-line"

@@ -1,0 +1,56 @@
+// Decoding of generated UUIDs for the generator tests: the timestamp window,
+// the counter bits and the process-id bits, read back out of the 16 bytes.
+#ifndef ZEL_TESTS_IDS_GENERATED_FIELDS_H_
+#define ZEL_TESTS_IDS_GENERATED_FIELDS_H_
+
+#include <sys/time.h>
+
+#include <cstdint>
+#include <cstring>
+#include <utility>
+
+#include "zel/oid.h"
+
+namespace zel_test {
+
+// The generator's epoch offset, 2^32 above the usual one.
+constexpr std::uint64_t kShiftedGregorianOffset = 122192932294967296ULL;
+constexpr std::uint32_t kCounterMask = 0x3FFFF;
+constexpr std::uint32_t kWindowCapacity = kCounterMask + 1;
+
+// 100 ns timestamp of a wall-clock reading, as the generator computes it.
+inline std::uint64_t timestamp_of(const timeval& tv) {
+  return static_cast<std::uint64_t>(tv.tv_sec) * 10000000 +
+         static_cast<std::uint64_t>(tv.tv_usec) * 10 + kShiftedGregorianOffset;
+}
+
+inline std::uint64_t window_of(std::uint64_t timestamp) { return timestamp >> 20; }
+
+// The 40-bit window written into the time fields.
+inline std::uint64_t window_of(const Zel::Uuid& u) {
+  const std::uint64_t t = static_cast<std::uint64_t>(u.time_hi_and_version & 0x0FFF) << 48 |
+                          static_cast<std::uint64_t>(u.time_mid) << 32 | (u.time_low & 0xFFF00000u);
+  return t >> 20;
+}
+
+inline std::uint32_t counter_bits_of(const Zel::Uuid& u) {
+  return (u.time_low >> 2) & kCounterMask;
+}
+
+// The 16 bits of the process id spread over time_low and the clock sequence.
+inline std::uint32_t pid_bits_of(const Zel::Uuid& u) {
+  return (u.time_low & 3) | static_cast<std::uint32_t>(u.clock_seq_low) << 2 |
+         static_cast<std::uint32_t>(u.clock_seq_hi_and_reserved & 0x3F) << 10;
+}
+
+// A sortable copy of the 16 bytes, for duplicate checks over millions of ids.
+inline std::pair<std::uint64_t, std::uint64_t> key_of(const qbs_uuid_s& u) {
+  std::uint64_t halves[2];
+  static_assert(sizeof halves == sizeof u, "qbs_uuid_s is 16 bytes");
+  std::memcpy(halves, &u, sizeof u);
+  return {halves[0], halves[1]};
+}
+
+}  // namespace zel_test
+
+#endif  // ZEL_TESTS_IDS_GENERATED_FIELDS_H_

@@ -1,0 +1,147 @@
+// Identity: the text form and its failures, equality, copies, the assignment
+// that keeps a type byte, and lengths that are negative or have no buffer.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "zel/exception.h"
+#include "zel/oid.h"
+
+namespace Zel {
+namespace {
+
+UString u8(const std::string& text) { return UString(Utf8String(text)); }
+std::string text_of(const Identity& id) { return id.str().utf8_str(); }
+
+TEST(Identity, TextFormRoundTrips) {
+  const std::pair<Identity, const char*> cases[] = {
+      {Identity(), "0:00"},
+      {Identity(2, 1, "\x0a\xff"), "2:010aff"},
+      {Identity(0, 0xff, nullptr), "0:ff"},
+      {Identity(3, 0x7f, "ab\0"), "3:7f616200"},
+  };
+  for (const auto& [id, text] : cases) {
+    EXPECT_EQ(text_of(id), text);
+    EXPECT_EQ(Identity::from_str(u8(text)), id) << text;
+  }
+  const std::string longest = "32767:01" + std::string(2 * 32767, 'a');
+  EXPECT_EQ(text_of(Identity::from_str(u8(longest))), longest);
+
+  // The length is read as strtol reads it.
+  for (const char* text : {" 2:010aff", "+2:010aff", "02:010aff", "2x:010aff"}) {
+    EXPECT_EQ(Identity::from_str(u8(text)), Identity(2, 1, "\x0a\xff")) << text;
+  }
+  EXPECT_EQ(Identity::from_str(u8(":00")), Identity());
+}
+
+TEST(Identity, EachParseFailureHasItsMessage) {
+  const std::pair<std::string, int> cases[] = {
+      {"0100", 8},
+      {"", 8},
+      {"-1:00", 9},
+      {"65536:00", 9},
+      {"99999999999999999999999:00", 9},
+      // Above what the 16-bit length holds, whatever follows.
+      {"32768:" + std::string(2 * 32769, '0'), 9},
+      {"3:010aff", 10},
+      {"2:010aff0", 10},
+      {"0:", 10},
+      {"2:010AFF", 11},  // upper case is refused
+      {"2:010ag0", 11},
+      {"1:0 1f", 11},
+  };
+  for (const auto& [text, number] : cases) {
+    SCOPED_TRACE(text.substr(0, 40));
+    try {
+      Identity::from_str(u8(text));
+      ADD_FAILURE() << "accepted";
+    } catch (const IllegalArgException& e) {
+      EXPECT_EQ(e.message().number(), number);
+      ASSERT_EQ(e.message().args().size(), 2u);
+      EXPECT_EQ(std::string(e.message().args()[0].value().bytes), "str");
+      EXPECT_EQ(*e.message().args()[1].value().string, text);
+    }
+  }
+  try {
+    Identity::from_str(u8("2:010AFF"));
+  } catch (const IllegalArgException& e) {
+    EXPECT_EQ(e.message().message_string().utf8_str(),
+              "QZMLK0661E Invalid Identity - hex conversion error for arg: 'str' with value: "
+              "'2:010AFF'");
+  }
+}
+
+TEST(Identity, EqualityCopiesAndAccessors) {
+  const Identity typed(2, 1, "\x0a\xff");
+  EXPECT_EQ(typed.type(), 1);
+  EXPECT_EQ(typed.length(), 2);
+  EXPECT_EQ(std::string(typed.bits(), 2), "\x0a\xff");
+  EXPECT_NE(typed, Identity(2, 1, "\x0a\xfe"));
+  EXPECT_NE(typed, Identity(2, 2, "\x0a\xff"));
+  EXPECT_NE(typed, Identity(1, 1, "\x0a"));
+  EXPECT_NE(Identity(0, 1, nullptr), Identity());
+
+  // "0:00" has a buffer holding type 0 and is nobody; its copy has no buffer.
+  const Identity parsed_nobody = Identity::from_str(u8("0:00"));
+  EXPECT_TRUE(parsed_nobody.is_nobody());
+  EXPECT_NE(parsed_nobody.bits(), nullptr);
+  EXPECT_EQ(parsed_nobody, Identity());
+  const Identity copied_nobody(parsed_nobody);
+  EXPECT_EQ(copied_nobody.bits(), nullptr);
+
+  Identity original(3, 5, "abc");
+  const Identity copy(original);
+  original = Identity(3, 6, "xyz");
+  EXPECT_EQ(text_of(copy), "3:05616263");
+}
+
+TEST(Identity, AssignmentKeepsALargerBufferAndItsTypeByte) {
+  Identity id(4, 1, "abcd");
+  id = Identity();  // deliberately keeps the type byte
+  EXPECT_EQ(id.type(), 1);
+  EXPECT_EQ(id.length(), 0);
+  EXPECT_FALSE(id.is_nobody());
+  EXPECT_EQ(text_of(id), "0:01");
+
+  Identity target(4, 1, "abcd");
+  target = Identity(2, 2, "xy");  // into the old buffer
+  EXPECT_EQ(text_of(target), "2:027879");
+  target = Identity(6, 3, "uvwxyz");  // a new, larger buffer
+  EXPECT_EQ(text_of(target), "6:0375767778797a");
+  Identity& self = target;
+  target = self;
+  EXPECT_EQ(text_of(target), "6:0375767778797a");
+}
+
+// A negative length is kept but counts as no data bytes: nothing may read or
+// write outside a buffer here (AddressSanitizer watches).
+TEST(Identity, NegativeLengthsHoldNoData) {
+  const Identity negative_typed(-5, 3, "abcdef");
+  EXPECT_EQ(negative_typed.length(), -5);
+  EXPECT_EQ(text_of(negative_typed), "-5:03");
+  EXPECT_FALSE(negative_typed.is_nobody());
+  EXPECT_EQ(negative_typed, Identity(-5, 3, nullptr));
+  EXPECT_NE(negative_typed, Identity(-5, 4, nullptr));
+  EXPECT_EQ(text_of(Identity(-1, 0, "abcdef")), "-1:00");
+  EXPECT_EQ(text_of(Identity(3, 9, nullptr)), "3:09000000");
+
+  // As a file of credentials gives it: a length and no bytes.
+  const Identity from_file(-56, static_cast<Identity::identity_t*>(nullptr));
+  EXPECT_EQ(from_file.length(), -56);
+  EXPECT_EQ(from_file.bits(), nullptr);
+  EXPECT_EQ(Identity(from_file), from_file);
+  EXPECT_EQ(text_of(Identity(12, static_cast<Identity::identity_t*>(nullptr))), "0:00");
+
+  const Identity adopted(-32768, new Identity::identity_t[1]{7});
+  EXPECT_EQ(adopted.type(), 7);
+  EXPECT_EQ(Identity(adopted), adopted);
+
+  Identity target(2, 1, "ab");
+  target = negative_typed;
+  EXPECT_EQ(target, negative_typed);
+  target = Identity(4, 2, "wxyz");
+  EXPECT_EQ(text_of(target), "4:027778797a");  // from a negative length to a positive one
+}
+
+}  // namespace
+}  // namespace Zel

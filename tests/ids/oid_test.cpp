@@ -1,0 +1,207 @@
+// Uuid and Oid as values: text forms, parsing, packing, order, hash, streams.
+#include "zel/oid.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <random>
+#include <sstream>
+#include <string>
+
+#include "zel/exception.h"
+
+namespace Zel {
+namespace {
+
+Uuid make_uuid(std::uint32_t time_low, std::uint16_t time_mid, std::uint16_t time_hi,
+               std::uint8_t clock_seq_hi, std::uint8_t clock_seq_low,
+               std::initializer_list<std::uint8_t> node) {
+  Uuid u;
+  u.time_low = time_low;
+  u.time_mid = time_mid;
+  u.time_hi_and_version = time_hi;
+  u.clock_seq_hi_and_reserved = clock_seq_hi;
+  u.clock_seq_low = clock_seq_low;
+  std::copy(node.begin(), node.end(), u.node);
+  return u;
+}
+
+Uuid random_uuid(std::mt19937& random) {
+  qbs_uuid_s raw;
+  auto* bytes = reinterpret_cast<unsigned char*>(&raw);
+  for (std::size_t b = 0; b < sizeof raw; ++b) bytes[b] = static_cast<unsigned char>(random());
+  return Uuid(raw);
+}
+
+const Uuid kSample =
+    make_uuid(0x123e4567, 0xe89b, 0x12d3, 0xa4, 0x56, {0x42, 0x66, 0x14, 0x17, 0x40, 0});
+// Every byte distinct, to see where each one goes.
+const Uuid kCounting = make_uuid(0x01020304, 0x0506, 0x0708, 0x09, 0x0a, {11, 12, 13, 14, 15, 16});
+
+TEST(Uuid, PrintsAsTheDocumentedFormatsDo) {
+  EXPECT_EQ(kSample.std_str(false), "123e4567.e89b12d3.a456.42:66:14:17:40:00");
+  EXPECT_EQ(kSample.std_str(true), "123e4567e89b12d3a456426614174000");
+  EXPECT_TRUE(Uuid().is_nil());
+  EXPECT_FALSE(kSample.is_nil());
+
+  std::mt19937 random(20240611);
+  for (int i = 0; i < 2000; ++i) {
+    const Uuid u = random_uuid(random);
+    for (const char* format : {"%08x.%04hx%04hx.%02x%02x.%02x:%02x:%02x:%02x:%02x:%02x",
+                               "%08x%04hx%04hx%02x%02x%02x%02x%02x%02x%02x%02x"}) {
+      char expected[64];
+      std::snprintf(expected, sizeof expected, format, u.time_low, u.time_mid,
+                    u.time_hi_and_version, u.clock_seq_hi_and_reserved, u.clock_seq_low, u.node[0],
+                    u.node[1], u.node[2], u.node[3], u.node[4], u.node[5]);
+      const bool compact = format[4] != '.';
+      ASSERT_EQ(u.std_str(compact), expected);
+      ASSERT_EQ(u.str(compact), UString(Utf8String(expected)));
+      ASSERT_EQ(Uuid::from_string(expected), u);
+    }
+  }
+}
+
+TEST(UuidParse, AcceptsWhatTheScanFormatsAccept) {
+  const Uuid small = make_uuid(1, 2, 3, 4, 5, {6, 7, 8, 9, 10, 11});
+  const std::pair<std::string, Uuid> cases[] = {
+      {"123e4567.e89b12d3.a456.42:66:14:17:40:00", kSample},
+      {"123e4567-e89b-12d3-a456-426614174000", kSample},
+      {"123e4567e89b12d3a456426614174000", kSample},
+      {"123E4567-E89B-12D3-A456-426614174000", kSample},
+      // Text after the last field is ignored, extra digits included.
+      {"123e4567-e89b-12d3-a456-426614174000 and more", kSample},
+      {"123e4567e89b12d3a456426614174000ffff", kSample},
+      {std::string("123e4567-e89b-12d3-a456-426614174000\0zz", 39), kSample},
+      // Blanks before a number are skipped.
+      {"  123e4567-e89b-12d3-a456-426614174000", kSample},
+      {"123e4567- e89b-12d3-a456-426614174000", kSample},
+      // Widths are maximum widths: a separator may end a group early.
+      {"1-2-3-0405-060708090a0b", small},
+      {"1.00023.045.6:7:8:9:a:b", small},
+      {"00000001000200030405060708090a0", make_uuid(1, 2, 3, 4, 5, {6, 7, 8, 9, 10, 0})},
+      // Signs and prefixes; byte fields keep the low 8 bits of 16.
+      {"-1-e89b-12d3-a456-426614174000",
+       make_uuid(0xffffffff, 0xe89b, 0x12d3, 0xa4, 0x56, {0x42, 0x66, 0x14, 0x17, 0x40, 0})},
+      {"123e4567-e89b-12d3--1-1-426614174000",
+       make_uuid(0x123e4567, 0xe89b, 0x12d3, 0xff, 0xff, {0x42, 0x66, 0x14, 0x17, 0x40, 0})},
+      {"0x3e4567-e89b-12d3-a456-426614174000",
+       make_uuid(0x3e4567, 0xe89b, 0x12d3, 0xa4, 0x56, {0x42, 0x66, 0x14, 0x17, 0x40, 0})},
+      // One byte short, the hyphenated text is read by the compact scan, with its
+      // hyphens as signs.
+      {"123e4567-e89b-12d3-a456-4266141740",
+       make_uuid(0x123e4567, 0xf177, 0x000b, 0xff, 0x2d, {0x03, 0xf6, 0x45, 0x06, 0xfc, 0x26})},
+  };
+  for (const auto& [text, expected] : cases) {
+    SCOPED_TRACE(text);
+    EXPECT_EQ(Uuid::from_string(text), expected);
+    EXPECT_EQ(Oid::from_string(text), Oid(expected));
+  }
+}
+
+TEST(UuidParse, RefusesWithMessage7NamingTheTextTwice) {
+  const std::string texts[] = {
+      "xyz",
+      "",
+      "123e4567-e89b-12d3-a456",
+      "123e4567.e89b12d3.a456.42:66:14:17:40",                    // five node bytes
+      "123e4567_e89b_12d3_a456_426614174000",                     // unknown separator
+      "g23e4567-e89b-12d3-a456-426614174000",                     // not a hex digit
+      std::string("123e4567-e89b-12d3-a456\0-426614174000", 36),  // the scan stops at the zero
+  };
+  for (const std::string& text : texts) {
+    SCOPED_TRACE(text);
+    try {
+      Uuid::from_string(text);
+      ADD_FAILURE() << "accepted";
+    } catch (const IllegalArgException& e) {
+      EXPECT_EQ(e.message().number(), 7);
+      ASSERT_EQ(e.message().args().size(), 2u);
+      EXPECT_EQ(e.message().args()[0].tag(), UMessage::Arg::BYTES);
+      EXPECT_EQ(e.message().args()[1].tag(), UMessage::Arg::USTRING);
+      const std::string shown = text.c_str();
+      EXPECT_EQ(e.message().message_string().utf8_str(),
+                "QZMLK0657E Invalid Oid/Uuid format for arg: '" + shown + "' with value: '" +
+                    shown + "'");
+    }
+  }
+}
+
+TEST(Oid, PacksTheBytesIntoFourWordsLeastSignificantFirst) {
+  const Oid id(kCounting);
+  EXPECT_EQ(id.get_bits().w0, 0x01020304u);
+  EXPECT_EQ(id.get_bits().w1, 0x07080506u);
+  EXPECT_EQ(id.get_bits().w2, 0x0c0b0a09u);
+  EXPECT_EQ(id.get_bits().w3, 0x100f0e0du);
+  Oid assigned;
+  assigned = Oid::bits{0x01020304, 0x07080506, 0x0c0b0a09, 0x100f0e0d};
+  EXPECT_EQ(assigned, id);
+  EXPECT_TRUE(Oid().is_nil());
+
+  std::mt19937 random(7);
+  for (int i = 0; i < 1000; ++i) {
+    const Uuid u = random_uuid(random);
+    const Oid packed(u);
+    const qbs_uuid_s as_uuid = packed;
+    const qbs_oid_s as_oid = packed;
+    ASSERT_EQ(packed.uuid(), u);
+    ASSERT_EQ(Uuid(as_uuid), u);
+    ASSERT_EQ(Uuid(as_oid), u);
+    ASSERT_EQ(Oid(as_uuid), packed);
+    ASSERT_EQ(Oid(as_oid), packed);
+    ASSERT_EQ(packed.std_str(false), u.std_str(false));
+    ASSERT_EQ(packed.str(true), u.str(true));
+    ASSERT_EQ(Oid::from_string(packed.str(false)), packed);
+  }
+}
+
+TEST(Oid, OrdersWordByWordNotByText) {
+  const std::pair<const char*, const char*> lower_then_higher[] = {
+      // time_hi_and_version decides before time_mid.
+      {"00000000.00020001.0000.00:00:00:00:00:00", "00000000.00010002.0000.00:00:00:00:00:00"},
+      // Inside w2 and w3 the later byte is the more significant.
+      {"00000000.00000000.0100.00:00:00:00:00:00", "00000000.00000000.0001.00:00:00:00:00:00"},
+      {"00000000.00000000.0000.01:00:00:00:00:00", "00000000.00000000.0000.00:01:00:00:00:00"},
+      {"00000000.00000000.0000.00:00:ff:ff:ff:00", "00000000.00000000.0000.00:00:00:00:00:01"},
+      // w0 first, compared unsigned.
+      {"7fffffff.ffffffff.ffff.ff:ff:ff:ff:ff:ff", "80000000.00000000.0000.00:00:00:00:00:00"},
+  };
+  for (const auto& [lower_text, higher_text] : lower_then_higher) {
+    SCOPED_TRACE(lower_text);
+    const Oid lower = Oid::from_string(std::string(lower_text));
+    const Oid higher = Oid::from_string(std::string(higher_text));
+    EXPECT_TRUE(lower < higher);
+    EXPECT_FALSE(higher < lower);
+    EXPECT_FALSE(lower < lower);
+    EXPECT_NE(lower, higher);
+  }
+}
+
+TEST(Oid, HashIsTheExclusiveOrOfTheWords) {
+  EXPECT_EQ(Oid().hash(), 0);
+  EXPECT_EQ(Oid(Oid::bits{0xdeadbeef, 0xdeadbeef, 0, 0}).hash(), 0);
+  EXPECT_EQ(Oid(kCounting).hash(), 0x1a0e0206);
+  EXPECT_EQ(Oid(Oid::bits{0x80000000, 0, 0, 1}).hash(), static_cast<int>(0x80000001u));
+}
+
+TEST(Oid, WideStreams) {
+  // Insertion writes a pointer, deliberately, not the text.
+  std::wostringstream out;
+  out << Oid(kSample);
+  EXPECT_EQ(out.str().find(L"123e4567"), std::wstring::npos);
+  EXPECT_EQ(out.str().rfind(L"0x", 0), 0u);
+
+  std::wistringstream in(
+      L"123e4567.e89b12d3.a456.42:66:14:17:40:00  0102030405060708090a0b0c0d0e0f10 x");
+  Oid id;
+  in >> id;
+  EXPECT_EQ(id, Oid(kSample));
+  in >> id;
+  EXPECT_EQ(id, Oid(kCounting));
+  EXPECT_THROW(in >> id, IllegalArgException);
+  in >> id;  // at the end of the input the id is left as it was
+  EXPECT_TRUE(in.fail());
+  EXPECT_EQ(id, Oid(kCounting));
+}
+
+}  // namespace
+}  // namespace Zel
