@@ -1,6 +1,7 @@
-// Dates and temporary files against the C library calls doing the same work:
-// gmtime_r + strftime/snprintf for formatting, strptime + timegm for parsing,
-// mkstemp + unlink for a temporary file.
+// Dates, temporary files and credentials files against the C library calls
+// doing the same work: gmtime_r + strftime/snprintf for formatting, strptime +
+// timegm for parsing, mkstemp + unlink for a temporary file, one fread or
+// fwrite of the same bytes for a credentials file.
 #include <benchmark/benchmark.h>
 #include <unistd.h>
 
@@ -10,6 +11,7 @@
 #include <string>
 
 #include "ratio_main.h"
+#include "zel/credentials.h"
 #include "zel/davtime.h"
 #include "zel/fileutl.h"
 
@@ -82,6 +84,63 @@ void tmp_file_baseline(benchmark::State& state) {
     unlink(name.c_str());
   }
 }
+
+// A credentials file with 32 groups of 28-byte identities, against reading or
+// writing the same bytes with one fread or fwrite.
+std::string credentials_path() {
+  static const std::string path = [] {
+    const std::string p = Zel::Fileutl::create_tmp_file(2).utf8_str();
+    Zel::Credentials c;
+    const std::string data(28, 'd');
+    c.set_user(Zel::Identity(28, 1, data.c_str()));
+    c.set_primary_group(Zel::Identity(28, 2, data.c_str()));
+    for (int g = 0; g < 32; ++g) c.groups().push_back(Zel::Identity(28, 2, data.c_str()));
+    c.write_to_file(p);
+    return p;
+  }();
+  return path;
+}
+
+void credentials_read_ours(benchmark::State& state) {
+  Zel::Credentials c;
+  for (auto _ : state) c.read_from_file(credentials_path(), false);
+}
+
+void credentials_read_baseline(benchmark::State& state) {
+  char buffer[4096];
+  for (auto _ : state) {
+    FILE* file = std::fopen(credentials_path().c_str(), "rb");
+    benchmark::DoNotOptimize(std::fread(buffer, 1, sizeof buffer, file));
+    std::fclose(file);
+  }
+}
+
+void credentials_write_ours(benchmark::State& state) {
+  Zel::Credentials c;
+  c.read_from_file(credentials_path(), false);
+  const std::string path = credentials_path() + ".w";
+  for (auto _ : state) c.write_to_file(path);
+  std::remove(path.c_str());
+}
+
+void credentials_write_baseline(benchmark::State& state) {
+  char buffer[4096];
+  FILE* in = std::fopen(credentials_path().c_str(), "rb");
+  const std::size_t size = std::fread(buffer, 1, sizeof buffer, in);
+  std::fclose(in);
+  const std::string path = credentials_path() + ".b";
+  for (auto _ : state) {
+    FILE* file = std::fopen(path.c_str(), "wb");
+    std::fwrite(buffer, 1, size, file);
+    std::fclose(file);
+  }
+  std::remove(path.c_str());
+}
+
+BENCHMARK(credentials_read_ours)->Name("credentials/read_32_groups/ours");
+BENCHMARK(credentials_read_baseline)->Name("credentials/read_32_groups/baseline");
+BENCHMARK(credentials_write_ours)->Name("credentials/write_32_groups/ours");
+BENCHMARK(credentials_write_baseline)->Name("credentials/write_32_groups/baseline");
 
 constexpr char kIso[] = "2006-05-04T03:02:01Z";
 constexpr char kRfc[] = "Thu, 04 May 2006 03:02:01 GMT";

@@ -34,3 +34,8 @@ run "$zelutil" oid -n 2
 run "$zelutil" identity make 1 0aff
 run "$zelutil" identity parse 2:010aff
 run "$zelutil" identity parse 2:010AFF
+cred=$(mktemp)
+run "$zelutil" credentials write "$cred" --user 2:010aff --group 0:05 --groups 1:0201,1:0202
+run "$zelutil" credentials dump "$cred"
+run "$zelutil" credentials dump "$cred" --with-strings
+rm -f "$cred"

@@ -6,6 +6,7 @@
 #ifndef ZEL_ZEL_H_
 #define ZEL_ZEL_H_
 
+#include "zel/credentials.h"
 #include "zel/critsec.h"
 #include "zel/critsec_lock.h"
 #include "zel/davtime.h"

@@ -117,20 +117,21 @@ const Identity Identity::from_str(const UString& text) {
 
   const Utf8String prefix = text.substr(0, colon).utf8_str();
   const long parsed = std::strtol(prefix.c_str(), nullptr, 10);
-  // Negative values fail as large unsigned ones. Lengths the 16-bit length
-  // cannot hold fail as well, rather than wrap into a negative length.
-  if (static_cast<unsigned long>(parsed) > static_cast<unsigned long>(kMaxLength)) {
-    throw_bad_text(kBadLength, text);
-  }
+  // Negative values fail as large unsigned ones.
+  if (static_cast<unsigned long>(parsed) > 65535UL) throw_bad_text(kBadLength, text);
   const auto length = static_cast<std::size_t>(parsed);
 
   if (static_cast<std::size_t>(colon) + 3 + 2 * length != text.length()) {
     throw_bad_text(kBadSize, text);
   }
+  // A length of 32768 to 65535 with all its digits fits the text form but not
+  // the signed 16-bit length: refused too, rather than wrapped into a negative.
+  if (length > static_cast<std::size_t>(kMaxLength)) throw_bad_text(kBadLength, text);
 
   // Owned by `raw` until the identity adopts it.
   std::unique_ptr<identity_t[]> raw(new identity_t[length + 1]);
-  const UChar* digit = text.c_str() + colon + 1;
+  // view(), not c_str(): the caller's text is only read.
+  const UChar* digit = text.view().data() + colon + 1;
   for (std::size_t i = 0; i <= length; ++i, digit += 2) {
     const int high = lower_hex_value(digit[0]);
     const int low = lower_hex_value(digit[1]);

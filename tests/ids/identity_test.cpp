@@ -41,7 +41,8 @@ TEST(Identity, EachParseFailureHasItsMessage) {
       {"-1:00", 9},
       {"65536:00", 9},
       {"99999999999999999999999:00", 9},
-      // Above what the 16-bit length holds, whatever follows.
+      // The size is checked before the 16-bit limit, which is refused last.
+      {"40000:00", 10},
       {"32768:" + std::string(2 * 32769, '0'), 9},
       {"3:010aff", 10},
       {"2:010aff0", 10},

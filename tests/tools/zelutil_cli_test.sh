@@ -62,6 +62,11 @@ check tag-bad-format      2 ""             -                         '' -- tag 3
 check tag-prefix-alone    2 ""             "needs --format"          '' -- tag 3 --prefix A
 check tags-of-namespace   0 "$(hex '1125\tVENDOR_KORDA\tVENDOR:\tKORDA\n1126\tVENDOR_MS_ACCESS\tVENDOR:\tMS_ACCESS\n1127\tVENDOR_ORACLE\tVENDOR:\tORACLE\n1128\tVENDOR_SQL_ANYWHERE\tVENDOR:\tSQL_ANYWHERE\n1129\tVENDOR_SQL_SERVER\tVENDOR:\tSQL_SERVER\n')" - '' -- tags VENDOR:
 check tags-unknown-ns     1 ""             "unknown namespace"       '' -- tags FOO:
+check credentials-write   0 ""             -                         '' -- credentials write "$tmp/cred" --user 2:010aff --group 0:05 --groups 1:0201,1:0202
+check credentials-dump    0 "757365722020202020202020202020323a3031306166660a7072696d6172792067726f75702020303a30350a67726f757073202020202020202020320a2020313a303230310a2020313a303230320a" - '' -- credentials dump "$tmp/cred"
+check credentials-strings 1 ""             "QZMLK0666E Unable to read file" '' -- credentials dump "$tmp/cred" --with-strings
+check credentials-bad-id  1 ""             "QZMLK0661E"              '' -- credentials write "$tmp/cred2" --user 2:010AFF --group 0:05
+check credentials-missing 1 ""             "QZMLK0665E Unable to open file" '' -- credentials dump "$tmp/none"
 check help                0 -              -                         '' -- --help
 check version             0 -              -                         '' -- version
 

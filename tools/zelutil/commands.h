@@ -27,6 +27,7 @@ void add_version_commands(CLI::App& app);
 void add_strings_commands(CLI::App& app);
 void add_errors_commands(CLI::App& app);
 void add_files_commands(CLI::App& app);
+void add_credentials_commands(CLI::App& app);
 void add_xmltag_commands(CLI::App& app);
 void add_ids_commands(CLI::App& app);
 

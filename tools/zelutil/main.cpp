@@ -10,6 +10,7 @@ int main(int argc, char** argv) {
   zelutil::add_strings_commands(app);
   zelutil::add_errors_commands(app);
   zelutil::add_files_commands(app);
+  zelutil::add_credentials_commands(app);
   zelutil::add_xmltag_commands(app);
   zelutil::add_ids_commands(app);
 

@@ -1,0 +1,171 @@
+#include "zel/credentials.h"
+
+#include <dirent.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "zel/exception.h"
+
+namespace Zel {
+namespace {
+
+Identity id(const char* text) { return Identity::from_str(UString(Utf8String(text))); }
+
+class CredentialsFile : public testing::Test {
+ protected:
+  void SetUp() override {
+    directory_ = (std::filesystem::temp_directory_path() / "zel-cred-XXXXXX").string();
+    ASSERT_NE(::mkdtemp(directory_.data()), nullptr);
+    path_ = directory_ + "/cred";
+  }
+  void TearDown() override { std::filesystem::remove_all(directory_); }
+
+  void write_bytes(const std::string& bytes) { std::ofstream(path_, std::ios::binary) << bytes; }
+  std::string read_bytes() {
+    std::ifstream in(path_, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  }
+
+  // The message of the RuntimeException that `action` throws.
+  template <typename Action>
+  std::string failure(Action action) {
+    try {
+      action();
+    } catch (const RuntimeException& e) {
+      return e.message().message_string().utf8_str();
+    }
+    return "no exception";
+  }
+
+  std::string directory_;
+  std::string path_;
+};
+
+TEST_F(CredentialsFile, WritesTheLayoutByteForByte) {
+  Credentials c;
+  c.set_user(id("2:010aff"));
+  c.set_primary_group(id("0:05"));
+  c.groups().push_back(id("1:0201"));
+  c.set_text1(UString(u"never written"));
+  c.write_to_file(path_);
+  EXPECT_EQ(read_bytes(), std::string("\x01\x00"
+                                      "\x02\x00\x01\x0a\xff"
+                                      "\x00\x00\x05"
+                                      "\x01\x00\x02\x01",
+                                      14));
+}
+
+TEST_F(CredentialsFile, ReadsBackWhatItWrote) {
+  Credentials c;
+  c.set_user(id("3:01aabbcc"));
+  c.set_primary_group(id("1:0201"));
+  c.write_to_file(path_);
+  EXPECT_EQ(read_bytes().size(), 2u + (2 + 1 + 3) + (2 + 1 + 1));
+  for (int g = 0; g < 32; ++g) c.groups().push_back(Identity(4, 2, "\x01\x02\x03\x04"));
+  c.groups().push_back(id("0:00"));
+  c.write_to_file(path_);
+
+  Credentials back;
+  back.groups().push_back(id("1:0909"));  // replaced, not kept
+  back.read_from_file(path_, false);
+  EXPECT_EQ(back.user(), c.user());
+  EXPECT_EQ(back.primary_group(), c.primary_group());
+  ASSERT_EQ(back.groups().size(), 33u);
+  EXPECT_EQ(back.groups()[31], c.groups()[31]);
+  EXPECT_TRUE(back.groups()[32].is_nobody());
+}
+
+TEST_F(CredentialsFile, TextFieldsAreReadInFileOrderOnlyOnRequest) {
+  write_bytes(
+      std::string("\x00\x00"
+                  "\x00\x00\x01"
+                  "\x00\x00\x02"
+                  "\x03\x00one"
+                  "\x03\x00two"
+                  "\x05\x00thr\xC3\xA9",
+                  25));
+  Credentials c;
+  c.read_from_file(path_, true);
+  EXPECT_EQ(c.text1(), UString(u"one"));
+  EXPECT_EQ(c.text2(), UString(u"two"));
+  EXPECT_EQ(c.text3(), UString(u"thr\u00E9"));
+  Credentials without;
+  without.read_from_file(path_, false);
+  EXPECT_TRUE(without.text1().empty());
+
+  // What write_to_file wrote has no text fields: reading them fails.
+  c.write_to_file(path_);
+  EXPECT_EQ(failure([&] { without.read_from_file(path_, true); }),
+            "QZMLK0666E Unable to read file '" + path_ + "': unexpected end of file.");
+}
+
+TEST_F(CredentialsFile, GroupMembership) {
+  Credentials c;
+  c.set_user(id("1:0101"));
+  c.set_primary_group(id("1:0102"));
+  EXPECT_TRUE(c.in_group_list(id("1:0102")));
+  EXPECT_FALSE(c.in_group_list(id("1:0101")));  // the user is not a group
+  c.groups().push_back(id("1:0103"));
+  c.groups().push_back(id("1:0103"));
+  EXPECT_TRUE(c.in_group_list(id("1:0103")));
+  EXPECT_FALSE(c.in_group_list(id("1:0104")));
+}
+
+TEST_F(CredentialsFile, BytesOf0x80AndAboveReadAsNegative) {
+  // An identity of length 200 is written as C8 00 and reads back as -56; nothing
+  // is read for a negative length, so what follows is read as the next items.
+  Credentials c;
+  const std::string data(200, 'x');
+  c.set_user(Identity(200, 1, data.c_str()));
+  c.write_to_file(path_);
+  Credentials back;
+  EXPECT_NE(failure([&] { back.read_from_file(path_, true); }), "no exception");
+  EXPECT_EQ(back.user().length(), -56);
+  EXPECT_EQ(back.user().type(), 0);
+
+  // A negative group count reads no identity at all.
+  write_bytes(std::string("\xFE\xFF", 2));
+  Credentials none;
+  none.set_user(id("1:0101"));
+  none.read_from_file(path_, false);
+  EXPECT_EQ(none.user(), id("1:0101"));
+  EXPECT_EQ(none.groups().size(), 0u);
+}
+
+TEST_F(CredentialsFile, FailuresNameThePathAndCloseTheFile) {
+  const auto open_files = [] {
+    int n = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+      (void)entry;
+      ++n;
+    }
+    return n;
+  };
+  Credentials c;
+  EXPECT_EQ(
+      failure([&] { c.read_from_file(directory_ + "/missing", false); }),
+      "QZMLK0665E Unable to open file '" + directory_ + "/missing': No such file or directory.");
+  EXPECT_EQ(failure([&] { c.write_to_file(directory_ + "/no/such/dir"); }),
+            "QZMLK0665E Unable to open file '" + directory_ +
+                "/no/such/dir': No such file or directory.");
+
+  write_bytes(std::string("\x01\x00\x02\x00\x01\x0a", 6));  // ends inside the user
+  const int before = open_files();
+  EXPECT_EQ(failure([&] { c.read_from_file(path_, false); }),
+            "QZMLK0666E Unable to read file '" + path_ + "': unexpected end of file.");
+  EXPECT_EQ(open_files(), before);
+
+  if (::access("/dev/full", W_OK) == 0) {
+    EXPECT_EQ(failure([&] { c.write_to_file("/dev/full"); }),
+              "QZMLK0668E Unable to close file '/dev/full': No space left on device.");
+  }
+}
+
+}  // namespace
+}  // namespace Zel
