@@ -28,6 +28,7 @@ void add_strings_commands(CLI::App& app);
 void add_errors_commands(CLI::App& app);
 void add_files_commands(CLI::App& app);
 void add_xmltag_commands(CLI::App& app);
+void add_selector_commands(CLI::App& app);
 
 }  // namespace zelutil
 

@@ -11,6 +11,7 @@ int main(int argc, char** argv) {
   zelutil::add_errors_commands(app);
   zelutil::add_files_commands(app);
   zelutil::add_xmltag_commands(app);
+  zelutil::add_selector_commands(app);
 
   try {
     app.parse(argc, argv);
