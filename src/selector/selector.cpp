@@ -17,9 +17,12 @@
 
 #include "zel/selector.h"
 
+#include <algorithm>
 #include <array>
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <iterator>
 #include <map>
 #include <string>
@@ -101,7 +104,58 @@ struct CodeUnitOrder {
   bool operator()(Units a, const UString& b) const { return a < b.view(); }
 };
 
-// Words to values for the parser, values to words for the formatters.
+constexpr std::size_t power_of_two_at_least(std::size_t n) {
+  std::size_t p = 1;
+  while (p < n) p *= 2;
+  return p;
+}
+
+// Words to values in an open-addressed table hashed by length and end units, so
+// that a lookup costs one hash and usually one comparison. It holds views: what
+// they view must outlive the index. Usable in constant expressions.
+template <class V, std::size_t N>
+class WordIndex {
+ public:
+  // Adds `word`, or gives an added one a new value.
+  constexpr void add(Units word, V value) {
+    std::size_t i = slot_of(word);
+    while (slots_[i].used && slots_[i].word != word) i = (i + 1) % kSlots;
+    if (!slots_[i].used) ++size_;
+    slots_[i] = Slot{word, value, true};
+  }
+
+  // The value of `word`, or null when it was not added.
+  constexpr const V* find(Units word) const {
+    for (std::size_t i = slot_of(word);; i = (i + 1) % kSlots) {
+      const Slot& slot = slots_[i];
+      if (!slot.used) return nullptr;
+      if (slot.word == word) return &slot.value;
+    }
+  }
+
+  constexpr std::size_t size() const { return size_; }
+
+ private:
+  // At least twice the words, so that probes stay short and always end.
+  static constexpr std::size_t kSlots = power_of_two_at_least(2 * N);
+
+  struct Slot {
+    Units word;
+    V value;
+    bool used;
+  };
+
+  static constexpr std::size_t slot_of(Units word) {
+    return word.empty() ? 0 : (word.size() * 31 + word.front() * 7u + word.back()) % kSlots;
+  }
+
+  std::array<Slot, kSlots> slots_{};
+  std::size_t size_ = 0;
+};
+
+// Words to values for the parser, values to words for the formatters. The map
+// owns the words and keeps them in UString's order; the parser finds them through
+// an index of views of the map's keys.
 template <class T, std::size_t N>
 class NameIdMap {
  public:
@@ -109,10 +163,7 @@ class NameIdMap {
   NameIdMap() = default;
 
   // The value of `word`, or null when it is not exactly a key.
-  const T* find(Units word) const {
-    const auto at = ids_.find(word);
-    return at != ids_.end() ? &at->second : nullptr;
-  }
+  const T* find(Units word) const { return index_.find(word); }
 
   const UString& string(T value) const { return strings_[static_cast<std::size_t>(value)]; }
 
@@ -121,12 +172,52 @@ class NameIdMap {
     const auto node = ids_.emplace(word, T{}).first;
     node->second = value;
     strings_[static_cast<std::size_t>(value)] = word;
+    // A key is never changed, and a node never moves: the view stays valid.
+    index_.add(node->first.view(), value);
   }
 
  private:
   std::map<UString, T, CodeUnitOrder> ids_;
   std::array<UString, N> strings_;
+  WordIndex<T, N> index_;
 };
+
+// The resource types: the tags of "RES:" in the tag catalogue, indexed while the
+// library is compiled. Each name occurs once there, so the id found is the one
+// the registry's lookup by namespace and name gives.
+struct CatalogueRow {
+  XmlTag::Id id;
+  Units abbreviation;
+  Units name;
+};
+
+constexpr CatalogueRow kCatalogue[] = {
+#define ZEL_XMLTAG(id, constant, abbreviation, name) {id, u"" abbreviation, u"" name},
+#include "zel/xmltag_catalogue.def"
+#undef ZEL_XMLTAG
+};
+
+constexpr Units kResourceTypeAbbreviation = u"RES:";
+
+constexpr std::size_t resource_type_count() {
+  std::size_t count = 0;
+  for (const CatalogueRow& row : kCatalogue) count += row.abbreviation == kResourceTypeAbbreviation;
+  return count;
+}
+
+using ResourceTypeIndex = WordIndex<XmlTag::Id, resource_type_count()>;
+
+constexpr ResourceTypeIndex resource_type_index() {
+  ResourceTypeIndex index;
+  for (const CatalogueRow& row : kCatalogue) {
+    if (row.abbreviation == kResourceTypeAbbreviation) index.add(row.name, row.id);
+  }
+  return index;
+}
+
+constexpr ResourceTypeIndex kResourceTypes = resource_type_index();
+static_assert(kResourceTypes.size() == resource_type_count(), "a resource type occurs twice");
+static_assert(*kResourceTypes.find(u"vob") == XmlTag::RES_VOB);
 
 using NamespaceMap = NameIdMap<Selector::namespace_t, std::size(kNamespaceWords)>;
 using DomainMap = NameIdMap<Selector::provider_domain_t, std::size(kDomainWords)>;
@@ -161,10 +252,49 @@ UString one_unit(UChar c) {
   return UString(units);
 }
 
+// The first `unit` at or after `from`, or kNotFound. Four units are tested at
+// once: of each unit equal to `unit`, x below has a zero lane, and the classic
+// zero-lane test sets the top bit of the first such lane (later lanes may carry
+// false hits, so only the lowest bit counts).
+std::size_t find_unit(Units text, UChar unit, std::size_t from) {
+  const UChar* const data = text.data();
+  const std::size_t size = text.size();
+  std::size_t i = from;
+#if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+  constexpr std::uint64_t kLow = 0x0001000100010001u;
+  constexpr std::uint64_t kHigh = 0x8000800080008000u;
+  const std::uint64_t pattern = kLow * unit;
+  for (; i + 4 <= size; i += 4) {
+    std::uint64_t units;
+    std::memcpy(&units, data + i, sizeof units);
+    const std::uint64_t x = units ^ pattern;
+    const std::uint64_t zero_lanes = (x - kLow) & ~x & kHigh;
+    if (zero_lanes != 0) return i + static_cast<std::size_t>(__builtin_ctzll(zero_lanes)) / 16;
+  }
+#endif
+  for (; i < size; ++i) {
+    if (data[i] == unit) return i;
+  }
+  return kNotFound;
+}
+
+std::size_t find_text(Units text, Units needle, std::size_t from) {
+  return needle.size() == 1 ? find_unit(text, needle[0], from) : text.find(needle, from);
+}
+
+// Replaces `s` by `units`, in place. assign() would read a count of 0 as "up
+// to the terminator", so an empty text clears instead.
+void assign_units(UString& s, Units units) {
+  if (units.empty()) {
+    s.clear();
+  } else {
+    s.assign(units.data(), static_cast<UString::size_type>(units.size()));
+  }
+}
+
 UString to_ustring(Units units) {
   UString s;
-  // assign() reads a count of 0 as "up to the terminator", so empty stays empty.
-  if (!units.empty()) s.assign(units.data(), static_cast<UString::size_type>(units.size()));
+  assign_units(s, units);
   return s;
 }
 
@@ -190,7 +320,7 @@ void for_each_segment(Units text, Units sep, Emit&& emit) {
   if (text.empty()) return;
   std::size_t start = 0;
   std::size_t from = 0;
-  std::size_t p = sep.empty() ? kNotFound : text.find(sep);
+  std::size_t p = sep.empty() ? kNotFound : find_text(text, sep, 0);
   while (p != kNotFound) {
     if (p == from) {
       // Empty segment, or a separator right after an escaped one: the latter
@@ -203,7 +333,7 @@ void for_each_segment(Units text, Units sep, Emit&& emit) {
     } else {
       from = p + sep.size();
     }
-    p = text.find(sep, from);
+    p = find_text(text, sep, from);
   }
   if (start < text.size()) emit(text.substr(start));
 }
@@ -250,6 +380,72 @@ bool shows_domain(Selector::provider_domain_t domain) {
   return domain != Selector::DOMAIN_INVALID && domain != Selector::DOMAIN_NONE;
 }
 
+// What the formatters write, as views: the words of domain, namespace and
+// resource type, and whether each is shown.
+struct Fields {
+  explicit Fields(const Selector& s)
+      : show_namespace(shows_namespace(s.name_space())),
+        show_type(show_namespace && s.name_space() == Selector::NS_REPO && s.resource_type() != 0),
+        show_domain(shows_domain(s.provider_domain())),
+        ns(show_namespace ? tables().g_namespace_id_map.string(s.name_space()).view() : Units()),
+        type(show_type ? XmlTag::lookup(s.resource_type()).simple_name().view() : Units()),
+        domain(show_domain ? tables().g_provider_domain_string.string(s.provider_domain()).view()
+                           : Units()),
+        name(s.name().view()),
+        repository(s.repository().view()) {}
+
+  // Enough room for either form: the texts and four separators.
+  std::size_t capacity() const {
+    return ns.size() + type.size() + domain.size() + name.size() + repository.size() + 4;
+  }
+
+  bool show_namespace;
+  bool show_type;
+  bool show_domain;
+  Units ns;
+  Units type;
+  Units domain;
+  Units name;
+  Units repository;
+};
+
+// Puts a text together on the stack (on the heap when long) and hands it to a
+// UString in one copy: appending piece by piece to a UString costs a full ICU
+// append per piece.
+class Composer {
+ public:
+  // Room for `capacity` units; adding more is a bug.
+  explicit Composer(std::size_t capacity) : capacity_(capacity) {
+    if (capacity > std::size(inline_)) {
+      heap_.resize(capacity);
+      data_ = heap_.data();
+    }
+  }
+  Composer(const Composer&) = delete;
+  Composer& operator=(const Composer&) = delete;
+
+  Composer& add(Units units) {
+    assert(size_ + units.size() <= capacity_);
+    std::copy(units.begin(), units.end(), data_ + size_);
+    size_ += units.size();
+    return *this;
+  }
+  Composer& add(UChar unit) {
+    assert(size_ < capacity_);
+    data_[size_++] = unit;
+    return *this;
+  }
+
+  Units units() const { return Units(data_, size_); }
+
+ private:
+  UChar inline_[128];
+  std::u16string heap_;
+  UChar* data_ = inline_;
+  std::size_t size_ = 0;
+  std::size_t capacity_;
+};
+
 // Builds the tables while the library loads, ahead of the separators below.
 struct BuildTablesAtLoad {
   BuildTablesAtLoad() { tables(); }
@@ -294,7 +490,7 @@ Selector::Selector(const UString& text) : Selector() {
   using SelectorImpl::separator_reason;
 
   const Units units = text.view();
-  const std::size_t colon = units.find(SelectorImpl::kNamespaceFieldSep);
+  const std::size_t colon = SelectorImpl::find_unit(units, SelectorImpl::kNamespaceFieldSep, 0);
   if (colon == kNotFound) {
     invalid(text,
             separator_reason(u"missing namespace seperator: \"", SelectorImpl::kNamespaceFieldSep));
@@ -322,14 +518,14 @@ Selector::Selector(const UString& text) : Selector() {
       if (namespace_ != NS_REPO) {
         invalid(text, reason(u"extra segment before name and repository: ", words[2]));
       }
-      // A word the catalogue does not define comes back registered, with a
-      // run-time id.
-      const XmlTag::Id type =
-          XmlTag::lookup(SelectorImpl::kResourceTypeNs, to_ustring(words[2])).id();
-      if (type >= XmlTag::FIRST_DYNAMIC_ID) {
+      const XmlTag::Id* type = SelectorImpl::kResourceTypes.find(words[2]);
+      if (type == nullptr) {
+        // Looked up all the same: the registry registers the word, with a run-time
+        // id, as it does any name met at run time.
+        XmlTag::lookup(SelectorImpl::kResourceTypeNs, to_ustring(words[2]));
         invalid(text, reason(u"unknown resource type: ", words[2]));
       }
-      resource_type_ = type;
+      resource_type_ = *type;
       if (count >= 4) {
         invalid(text, reason(u"extra segment before name and repository: ", words[3]));
       }
@@ -339,10 +535,10 @@ Selector::Selector(const UString& text) : Selector() {
   const std::size_t start = colon + 1;
   if (start >= units.size()) invalid(text, UString(u"no name or repository segments"));
   if (namespace_ == NS_USERDB || namespace_ == NS_VOB || namespace_ == NS_DBSET) {
-    repository_ = to_ustring(units.substr(start));
+    SelectorImpl::assign_units(repository_, units.substr(start));
     return;
   }
-  const std::size_t at = units.find(SelectorImpl::kRepoFieldSep, start);
+  const std::size_t at = SelectorImpl::find_unit(units, SelectorImpl::kRepoFieldSep, start);
   if (at == kNotFound) {
     invalid(text,
             separator_reason(u"missing repository seperator: \"", SelectorImpl::kRepoFieldSep));
@@ -352,9 +548,9 @@ Selector::Selector(const UString& text) : Selector() {
       resource_type_ != XmlTag::RES_MX_DBSET) {
     invalid(text, UString(u"no name for non-repository resource type"));
   }
-  name_ = to_ustring(units.substr(start, at - start));
+  SelectorImpl::assign_units(name_, units.substr(start, at - start));
   if (at + 1 == units.size()) invalid(text, UString(u"no repository segment"));
-  repository_ = to_ustring(units.substr(at + 1));
+  SelectorImpl::assign_units(repository_, units.substr(at + 1));
 }
 
 // --- Formatting --------------------------------------------------------------
@@ -362,57 +558,40 @@ Selector::Selector(const UString& text) : Selector() {
 UString Selector::selector() const {
   using namespace SelectorImpl;
   if (!text_cache_.empty()) return text_cache_;
-  const bool show_namespace = shows_namespace(namespace_);
-  const UString* type = show_namespace && namespace_ == NS_REPO && resource_type_ != 0
-                            ? &XmlTag::lookup(resource_type_).simple_name()
-                            : nullptr;
-  const UString* domain = shows_domain(domain_) ? &provider_domain_string(domain_) : nullptr;
-
-  UString text;
-  text.reserve((show_namespace ? namespace_string(namespace_).length() + 1 : 0) +
-               (type != nullptr ? type->length() + 1 : 0) + name_.length() + 1 +
-               (domain != nullptr ? domain->length() + 1 : 0) + repository_.length());
-  if (show_namespace) {
-    text.append(namespace_string(namespace_));
+  const Fields f(*this);
+  Composer text(f.capacity());
+  if (f.show_namespace) {
+    text.add(f.ns);
     // Deliberately "/" before the resource type here, where the parser reads ".".
-    if (type != nullptr) text.append(kSegmentSep).append(*type);
-    text.append(kNamespaceFieldSep);
+    if (f.show_type) text.add(kSegmentSep).add(f.type);
+    text.add(kNamespaceFieldSep);
   }
-  text.append(name_).append(kRepoFieldSep);
-  if (domain != nullptr) text.append(*domain).append(kDomainFieldSep);
-  text.append(repository_);
-  text_cache_ = text;
-  return text;
+  text.add(f.name).add(kRepoFieldSep);
+  if (f.show_domain) text.add(f.domain).add(kDomainFieldSep);
+  text.add(f.repository);
+  assign_units(text_cache_, text.units());
+  return text_cache_;
 }
 
 UString Selector::to_string_with_domain() const {
   using namespace SelectorImpl;
   if (!text_cache_.empty()) return text_cache_;
-  const bool show_namespace = shows_namespace(namespace_);
-  const UString* type = show_namespace && namespace_ == NS_REPO && resource_type_ != 0
-                            ? &XmlTag::lookup(resource_type_).simple_name()
-                            : nullptr;
-  const UString* domain = shows_domain(domain_) ? &provider_domain_string(domain_) : nullptr;
-  const bool at_sign = !repository_.empty() && (!name_.empty() || namespace_ == NS_REPO);
-
-  UString text;
-  text.reserve((domain != nullptr ? domain->length() + 1 : 0) +
-               (show_namespace ? namespace_string(namespace_).length() + 1 : 0) +
-               (type != nullptr ? type->length() + 1 : 0) + name_.length() + (at_sign ? 1 : 0) +
-               repository_.length());
-  if (domain != nullptr) {
-    text.append(*domain).append(show_namespace ? kDomainFieldSep : kNamespaceFieldSep);
+  const Fields f(*this);
+  Composer text(f.capacity());
+  if (f.show_domain)
+    text.add(f.domain).add(f.show_namespace ? kDomainFieldSep : kNamespaceFieldSep);
+  if (f.show_namespace) {
+    text.add(f.ns);
+    if (f.show_type) text.add(kDomainFieldSep).add(f.type);
+    text.add(kNamespaceFieldSep);
   }
-  if (show_namespace) {
-    text.append(namespace_string(namespace_));
-    if (type != nullptr) text.append(kDomainFieldSep).append(*type);
-    text.append(kNamespaceFieldSep);
+  text.add(f.name);
+  if (!f.repository.empty() && (!f.name.empty() || namespace_ == NS_REPO)) {
+    text.add(kRepoFieldSep);
   }
-  text.append(name_);
-  if (at_sign) text.append(kRepoFieldSep);
-  text.append(repository_);
-  text_cache_ = text;
-  return text;
+  text.add(f.repository);
+  assign_units(text_cache_, text.units());
+  return text_cache_;
 }
 
 bool Selector::is_nil() const {

@@ -113,6 +113,24 @@ TEST(SelectorParse, FieldsOfWellFormedTexts) {
   }
 }
 
+TEST(SelectorParse, ResourceTypesAreTheTagsOfTheResourceNamespace) {
+  int found = 0;
+  for (XmlTag::Id id = 1; id < XmlTag::FIRST_DYNAMIC_ID; ++id) {
+    const XmlTag* tag = nullptr;
+    try {
+      tag = &XmlTag::lookup(id);
+    } catch (const QRPException&) {  // a free id
+      continue;
+    }
+    if (tag->ns_id() != 16) continue;
+    ++found;
+    const std::string name = text(tag->simple_name());
+    EXPECT_EQ(parse("lw.repo." + name + ":x@y").resource_type(), id) << name;
+    EXPECT_EQ(&XmlTag::lookup(16, tag->simple_name()), tag) << name;
+  }
+  EXPECT_EQ(found, 52);
+}
+
 TEST(SelectorParse, EachFailureReasonInTheOrderTested) {
   const std::vector<std::pair<std::string, std::string>> cases = {
       {"", "missing namespace seperator: \":\""},
