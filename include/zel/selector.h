@@ -61,8 +61,8 @@ class ZEL_EXPORT Selector {
   };
 
   // The separators and the escape character, one unit each. Built while the
-  // library loads, ahead of the library's other static objects; the library's
-  // own operations do not depend on them, so they are safe at any time.
+  // library loads, ahead of its other static objects. The library's operations
+  // never read them, so those are safe at any time, even from static initialisers.
   static const UString DOMAIN_FIELD_SEP;     // "." between domain, namespace, type
   static const UString NAMESPACE_FIELD_SEP;  // ":" ends the prefix
   static const UString REPO_FIELD_SEP;       // "@" between name and repository

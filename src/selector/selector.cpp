@@ -253,9 +253,9 @@ UString one_unit(UChar c) {
 }
 
 // The first `unit` at or after `from`, or kNotFound. Four units are tested at
-// once: of each unit equal to `unit`, x below has a zero lane, and the classic
-// zero-lane test sets the top bit of the first such lane (later lanes may carry
-// false hits, so only the lowest bit counts).
+// once: x below has a zero lane wherever a unit equals `unit`, and the classic
+// zero-lane test sets the top bit of the lowest such lane exactly (higher lanes
+// may show false hits, so only the lowest set bit counts).
 std::size_t find_unit(Units text, UChar unit, std::size_t from) {
   const UChar* const data = text.data();
   const std::size_t size = text.size();
@@ -443,7 +443,7 @@ class Composer {
   std::u16string heap_;
   UChar* data_ = inline_;
   std::size_t size_ = 0;
-  std::size_t capacity_;
+  [[maybe_unused]] std::size_t capacity_;  // read by the assertions only
 };
 
 // Builds the tables while the library loads, ahead of the separators below.
@@ -463,7 +463,8 @@ using SelectorImpl::tables;
 using SelectorImpl::to_ustring;
 using SelectorImpl::Units;
 
-// In this order, after the tables; g_delimiters last, as it copies the others.
+// In this order, after the tables. g_delimiters comes last: it holds the same
+// units again, in the order encode_segment() escapes them.
 const UString Selector::NAMESPACE_FIELD_SEP ZEL_SELECTOR_FIRST_STATICS =
     one_unit(SelectorImpl::kNamespaceFieldSep);
 const UString Selector::REPO_FIELD_SEP ZEL_SELECTOR_FIRST_STATICS =
