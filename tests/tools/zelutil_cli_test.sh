@@ -66,6 +66,12 @@ check selector-parse      0 "$(hex 'domain:        0 lw\nnamespace:     4 brtype
 check selector-parse-type 0 "$(hex 'domain:        0 lw\nnamespace:     38 repo\nresource type: 1027 vob\nname:          \nrepository:    /store/proj\nshort form:    repo/vob:@lw./store/proj\nfull form:     lw.repo.vob:@/store/proj\n')" - '' -- selector parse lw.repo.vob:@/store/proj
 check selector-parse-bad  1 ""             "QZMLK0671E The selector 'lw.brtype:main' is not valid: missing repository seperator: \"@\"" '' -- selector parse lw.brtype:main
 check selector-parse-type-bad 1 ""         "is not valid: unknown resource type: nope" '' -- selector parse lw.repo.nope:x@y
+err=$("$zelutil" selector parse 'lw.brtype:' 2>&1 >/dev/null)
+if [ "$err" = "QZMLK0671E The selector 'lw.brtype:' is not valid: no name or repository segments" ]; then
+  echo "ok   selector-parse-exact-error"
+else
+  echo "FAIL selector-parse-exact-error: '$err'"; failures=$((failures + 1))
+fi
 check selector-parent     0 "$(hex 'lw.brtype:a@/store/proj\n')" - '' -- selector parent lw.brtype:a/b@/store/proj
 check selector-chain      0 "$(hex 'lw.vob:store\nlw.vob:\nlw:\n(nil)\n')" - '' -- selector parent --chain lw.vob:/store/proj
 check selector-child      0 "$(hex 'lw.lbtype:a/b/c@r\n')" - '' -- selector child lw.brtype:a@r /b//c --namespace lbtype

@@ -22,6 +22,9 @@ int main(int argc, char** argv) {
   } catch (const CLI::ParseError& e) {
     std::cerr << "zelutil: " << e.what() << "\nRun 'zelutil --help' for usage.\n";
     return zelutil::kExitUsage;
+  } catch (const zelutil::ExactCommandError& e) {
+    std::cerr << e.what() << '\n';
+    return zelutil::kExitFailure;
   } catch (const zelutil::CommandError& e) {
     std::cerr << "zelutil: " << e.what() << '\n';
     return zelutil::kExitFailure;

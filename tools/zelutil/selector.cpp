@@ -17,12 +17,13 @@ using Zel::Selector;
 std::string utf8(const Zel::UString& s) { return s.utf8_str(); }
 Zel::UString text(const std::string& utf8_text) { return Zel::UString(Zel::Utf8String(utf8_text)); }
 
-// The library's message, QZMLK0671E with the text and the reason, as it stands.
+// A malformed text fails with the library's message alone, QZMLK0671E with the
+// text and the reason, so that scripts can compare it exactly.
 Selector parsed(const std::string& selector_text) {
   try {
     return Selector(text(selector_text));
   } catch (const Zel::QRPException& e) {
-    throw CommandError(utf8(e.message().message_string()));
+    throw ExactCommandError(utf8(e.message().message_string()));
   }
 }
 
