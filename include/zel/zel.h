@@ -17,6 +17,7 @@
 #include "zel/pname.h"
 #include "zel/qrpexception.h"
 #include "zel/resource.h"
+#include "zel/selector.h"
 #include "zel/umessage.h"
 #include "zel/ustring.h"
 #include "zel/version.h"

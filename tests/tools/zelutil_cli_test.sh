@@ -67,6 +67,24 @@ check credentials-dump    0 "757365722020202020202020202020323a3031306166660a707
 check credentials-strings 1 ""             "QZMLK0666E Unable to read file" '' -- credentials dump "$tmp/cred" --with-strings
 check credentials-bad-id  1 ""             "QZMLK0661E"              '' -- credentials write "$tmp/cred2" --user 2:010AFF --group 0:05
 check credentials-missing 1 ""             "QZMLK0665E Unable to open file" '' -- credentials dump "$tmp/none"
+check selector-parse      0 "$(hex 'domain:        0 lw\nnamespace:     4 brtype\nresource type: 0\nname:          main\nrepository:    /store/proj\nshort form:    brtype:main@lw./store/proj\nfull form:     lw.brtype:main@/store/proj\n')" - '' -- selector parse lw.brtype:main@/store/proj
+check selector-parse-type 0 "$(hex 'domain:        0 lw\nnamespace:     38 repo\nresource type: 1027 vob\nname:          \nrepository:    /store/proj\nshort form:    repo/vob:@lw./store/proj\nfull form:     lw.repo.vob:@/store/proj\n')" - '' -- selector parse lw.repo.vob:@/store/proj
+check selector-parse-bad  1 ""             "QZMLK0671E The selector 'lw.brtype:main' is not valid: missing repository seperator: \"@\"" '' -- selector parse lw.brtype:main
+check selector-parse-type-bad 1 ""         "is not valid: unknown resource type: nope" '' -- selector parse lw.repo.nope:x@y
+err=$("$zelutil" selector parse 'lw.brtype:' 2>&1 >/dev/null)
+if [ "$err" = "QZMLK0671E The selector 'lw.brtype:' is not valid: no name or repository segments" ]; then
+  echo "ok   selector-parse-exact-error"
+else
+  echo "FAIL selector-parse-exact-error: '$err'"; failures=$((failures + 1))
+fi
+check selector-parent     0 "$(hex 'lw.brtype:a@/store/proj\n')" - '' -- selector parent lw.brtype:a/b@/store/proj
+check selector-chain      0 "$(hex 'lw.vob:store\nlw.vob:\nlw:\n(nil)\n')" - '' -- selector parent --chain lw.vob:/store/proj
+check selector-child      0 "$(hex 'lw.lbtype:a/b/c@r\n')" - '' -- selector child lw.brtype:a@r /b//c --namespace lbtype
+check selector-child-ns   2 ""             "not a selector namespace" '' -- selector child lw.brtype:a@r b --namespace none
+check selector-encode     0 "$(hex 'a%/b%:c%%\n')" - '' -- selector encode 'a/b:c%'
+check selector-encode-at  0 "$(hex 'x@@y\n')" -   '' -- selector encode 'x@@y'
+check selector-decode     0 "$(hex ':\n')" -       '' -- selector decode '%%:'
+check selector-alone      2 ""             "subcommand is required" '' -- selector
 check help                0 -              -                         '' -- --help
 check version             0 -              -                         '' -- version
 

@@ -23,6 +23,13 @@ class CommandError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// A CommandError whose text is complete as it stands, such as a library message
+// that scripts compare exactly: main prints it without the tool's prefix.
+class ExactCommandError : public CommandError {
+ public:
+  using CommandError::CommandError;
+};
+
 void add_version_commands(CLI::App& app);
 void add_strings_commands(CLI::App& app);
 void add_errors_commands(CLI::App& app);
@@ -30,6 +37,7 @@ void add_files_commands(CLI::App& app);
 void add_credentials_commands(CLI::App& app);
 void add_xmltag_commands(CLI::App& app);
 void add_ids_commands(CLI::App& app);
+void add_selector_commands(CLI::App& app);
 
 }  // namespace zelutil
 

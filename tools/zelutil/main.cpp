@@ -13,6 +13,7 @@ int main(int argc, char** argv) {
   zelutil::add_credentials_commands(app);
   zelutil::add_xmltag_commands(app);
   zelutil::add_ids_commands(app);
+  zelutil::add_selector_commands(app);
 
   try {
     app.parse(argc, argv);
@@ -23,6 +24,9 @@ int main(int argc, char** argv) {
   } catch (const CLI::ParseError& e) {
     std::cerr << "zelutil: " << e.what() << "\nRun 'zelutil --help' for usage.\n";
     return zelutil::kExitUsage;
+  } catch (const zelutil::ExactCommandError& e) {
+    std::cerr << e.what() << '\n';
+    return zelutil::kExitFailure;
   } catch (const zelutil::CommandError& e) {
     std::cerr << "zelutil: " << e.what() << '\n';
     return zelutil::kExitFailure;

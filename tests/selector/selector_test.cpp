@@ -1,0 +1,297 @@
+#include "zel/selector.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "zel/exception.h"
+
+namespace Zel {
+namespace {
+
+std::string text(const UString& s) { return s.utf8_str(); }
+UString ustr(const std::string& utf8) { return UString(Utf8String(utf8)); }
+Selector parse(const std::string& utf8) { return Selector(ustr(utf8)); }
+
+// "domain namespace type [name] [repository]", the fields in one comparable line.
+std::string fields(const Selector& s) {
+  return std::to_string(s.provider_domain()) + " " + std::to_string(s.name_space()) + " " +
+         std::to_string(s.resource_type()) + " [" + text(s.name()) + "] [" + text(s.repository()) +
+         "]";
+}
+
+// The reason of a failed parse, or "parsed" when it succeeds.
+std::string reason_of(const std::string& utf8) {
+  try {
+    parse(utf8);
+  } catch (const StateException& e) {
+    const std::vector<UMessage::Arg>& args = e.message().args();
+    if (e.message().catalogue() != zelutil || e.message().number() != 21 || args.size() != 2) {
+      return "another message";
+    }
+    return *args[1].value().string;
+  }
+  return "parsed";
+}
+
+std::string joined(const std::vector<UString>& segments) {
+  std::string all;
+  for (const UString& s : segments) all += "<" + text(s) + ">";
+  return all;
+}
+
+TEST(SelectorTables, EveryWordInValueOrder) {
+  std::istringstream words(
+      "action activity attype baseline brtype component dbid dbset DEFAULT domainserver "
+      "choicelist eltype fast field file folder form group hlink hltype hook http https INVALID "
+      "lbtype legacyserver NONE oid pname implicit pool project projconfig query record "
+      "registryregion replica replicauuid repo rptype stream trtype user userdb viewtag "
+      "viewuuid vob vobtag vobtagasdirectory workspace branch vobuuid");
+  std::string word;
+  int value = 0;
+  for (; words >> word; ++value) {
+    const auto ns = static_cast<Selector::namespace_t>(value);
+    EXPECT_EQ(text(Selector::namespace_string(ns)), word);
+    EXPECT_EQ(parse("lw." + word + ":x@y").name_space(), ns) << word;
+  }
+  EXPECT_EQ(value, 52);
+  EXPECT_EQ(Selector::NS_REPO, 38);
+  const char* domains[] = {"lw", "mx", "<invalid>", ""};
+  for (int d = 0; d < 4; ++d) {
+    const auto domain = static_cast<Selector::provider_domain_t>(d);
+    EXPECT_EQ(text(Selector::provider_domain_string(domain)), domains[d]);
+    if (d < 3) {
+      EXPECT_EQ(parse(std::string(domains[d]) + ":x@y").provider_domain(), domain);
+    }
+  }
+  // Exact and case-sensitive.
+  EXPECT_EQ(reason_of("LW.brtype:x@y"), "unknown provider domain: LW");
+  EXPECT_EQ(reason_of("lw.none:x@y"), "unknown namespace: none");
+  EXPECT_EQ(reason_of("lw.brtype :x@y"), "unknown namespace: brtype ");
+}
+
+TEST(SelectorConstants, SeparatorsAndDelimiters) {
+  EXPECT_EQ(text(Selector::DOMAIN_FIELD_SEP), ".");
+  EXPECT_EQ(text(Selector::NAMESPACE_FIELD_SEP), ":");
+  EXPECT_EQ(text(Selector::REPO_FIELD_SEP), "@");
+  EXPECT_EQ(text(Selector::SEGMENT_SEP), "/");
+  EXPECT_EQ(text(Selector::OTHER_SEGMENT_SEP), "\\");
+  EXPECT_EQ(text(Selector::ESCAPE_CHAR), "%");
+  ASSERT_EQ(Selector::g_delimiters_length, 5u);
+  std::string delimiters;
+  for (const UString& d : Selector::g_delimiters) delimiters += text(d);
+  EXPECT_EQ(delimiters, "%:@/\\");
+}
+
+TEST(SelectorParse, FieldsOfWellFormedTexts) {
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {"lw.brtype:main@/store/proj", "0 4 0 [main] [/store/proj]"},
+      {"lw.vob:/store/proj", "0 46 0 [] [/store/proj]"},  // repository namespaces: all the rest
+      {"mx.userdb:a@b:c", "1 43 0 [] [a@b:c]"},
+      {"mx.dbset:db", "1 7 0 [] [db]"},
+      {"lw.repo.vob:@/store/proj", "0 38 1027 [] [/store/proj]"},  // types allowing no name
+      {"mx.repo.mx-dbset:@db", "1 38 1010 [] [db]"},
+      {"mx.repo.mx-userdb:@db", "1 38 1023 [] [db]"},
+      {"lw.repo.lw-brtype:main@r", "0 38 983 [main] [r]"},
+      {"lw..brtype:x@y", "0 4 0 [x] [y]"},  // empty prefix segments vanish
+      {".lw.brtype.:x@y", "0 4 0 [x] [y]"},
+      {"lw:x@y", "0 26 0 [x] [y]"},  // fields the prefix leaves out keep their nil values
+      {":x@y", "3 26 0 [x] [y]"},
+      {"<invalid>.DEFAULT:x@y", "2 8 0 [x] [y]"},
+      {"lw.NONE:x@y", "0 26 0 [x] [y]"},
+      {"lw.brtype:a:b@c@d", "0 4 0 [a:b] [c@d]"},          // first ":", then first "@"
+      {"lw.brtype:a%@b@c", "0 4 0 [a%] [b@c]"},            // "%@" still ends the name
+      {"lw.brtype:a%2F%/b@%%r", "0 4 0 [a%2F%/b] [%%r]"},  // kept as written
+      {"lw.vob:\xE2\x82\xAC@x", "0 46 0 [] [\xE2\x82\xAC@x]"},
+  };
+  for (const auto& [input, expected] : cases) {
+    EXPECT_EQ(fields(parse(input)), expected) << input;
+  }
+}
+
+TEST(SelectorParse, ResourceTypesAreTheTagsOfTheResourceNamespace) {
+  int found = 0;
+  for (XmlTag::Id id = 1; id < XmlTag::FIRST_DYNAMIC_ID; ++id) {
+    const XmlTag* tag = nullptr;
+    try {
+      tag = &XmlTag::lookup(id);
+    } catch (const QRPException&) {  // a free id
+      continue;
+    }
+    if (tag->ns_id() != 16) continue;
+    ++found;
+    const std::string name = text(tag->simple_name());
+    EXPECT_EQ(parse("lw.repo." + name + ":x@y").resource_type(), id) << name;
+    EXPECT_EQ(&XmlTag::lookup(16, tag->simple_name()), tag) << name;
+  }
+  EXPECT_EQ(found, 52);
+}
+
+TEST(SelectorParse, EachFailureReasonInTheOrderTested) {
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {"", "missing namespace seperator: \":\""},
+      {"lw.brtype@x", "missing namespace seperator: \":\""},
+      {"xx.bogus.zzz.q:x@y", "unknown provider domain: xx"},
+      {"lw%.brtype:x@y", "unknown provider domain: lw%.brtype"},  // escaped "." stays
+      {"lw.bogus.zzz.q:", "unknown namespace: bogus"},
+      {"lw.repo.no-such-type.q:x@y", "unknown resource type: no-such-type"},
+      {"lw.repo.acl-entry:x@y", "unknown resource type: acl-entry"},  // not a "RES:" tag
+      {"lw.repo.vob.q:x@y", "extra segment before name and repository: q"},
+      {"lw.brtype.vob:x@y", "extra segment before name and repository: vob"},
+      {"lw.brtype.vob:", "extra segment before name and repository: vob"},
+      {"lw.brtype:", "no name or repository segments"},
+      {"lw.vob:", "no name or repository segments"},
+      {"lw.brtype:main", "missing repository seperator: \"@\""},
+      {"lw.brtype:@/store/proj", "no name for non-repository resource type"},
+      {"lw.repo:@r", "no name for non-repository resource type"},
+      {"lw.repo.lw-brtype:@r", "no name for non-repository resource type"},
+      {"lw.brtype:@", "no name for non-repository resource type"},
+      {"lw.brtype:main@", "no repository segment"},
+      {"lw.repo.vob:@", "no repository segment"},
+  };
+  for (const auto& [input, expected] : cases) EXPECT_EQ(reason_of(input), expected) << input;
+}
+
+TEST(SelectorParse, FailureCarriesTheCatalogueMessage) {
+  try {
+    parse("lw.brtype:main");
+    FAIL() << "parsed";
+  } catch (const StateException& e) {
+    EXPECT_EQ(e.qrp_reason_code(), QRPException::QRP_RC_ZELUTIL);
+    EXPECT_EQ(text(e.message().message_string()),
+              "QZMLK0671E The selector 'lw.brtype:main' is not valid: missing repository "
+              "seperator: \"@\"");
+  }
+  // The unknown word was registered by the lookup, as any name met at run time is.
+  EXPECT_GE(XmlTag::lookup(16, ustr("no-such-type")).id(), XmlTag::FIRST_DYNAMIC_ID);
+}
+
+TEST(SelectorFormat, ShortAndFullForms) {
+  struct Case {
+    std::string input, short_form, full_form;
+  };
+  const std::vector<Case> cases = {
+      {"lw.brtype:main@/store/proj", "brtype:main@lw./store/proj", "lw.brtype:main@/store/proj"},
+      {"lw.vob:/store/proj", "vob:@lw./store/proj", "lw.vob:/store/proj"},
+      {"lw.repo.vob:@/store/proj", "repo/vob:@lw./store/proj", "lw.repo.vob:@/store/proj"},
+      {"mx.repo:n@r", "repo:n@mx.r", "mx.repo:n@r"},
+      {"lw:x@y", "x@lw.y", "lw:x@y"},
+      {"mx.INVALID:x@y", "x@mx.y", "mx:x@y"},
+      {"<invalid>.DEFAULT:x@y", "x@y", "x@y"},
+      {":x@y", "x@y", "x@y"},
+  };
+  for (const Case& c : cases) {
+    const Selector parsed = parse(c.input);
+    EXPECT_EQ(text(Selector(parsed).selector()), c.short_form) << c.input;
+    EXPECT_EQ(text(Selector(parsed).to_string_with_domain()), c.full_form) << c.input;
+  }
+  EXPECT_EQ(text(Selector().selector()), "@");
+  EXPECT_EQ(text(Selector().to_string_with_domain()), "");
+}
+
+TEST(SelectorFormat, BothFormsShareOneCache) {
+  const Selector fresh = parse("lw.brtype:main@/store/proj");
+  Selector short_first = fresh;
+  EXPECT_EQ(text(short_first.selector()), "brtype:main@lw./store/proj");
+  EXPECT_EQ(text(short_first.to_string_with_domain()), "brtype:main@lw./store/proj");
+  Selector full_first = fresh;
+  EXPECT_EQ(text(full_first.to_string_with_domain()), "lw.brtype:main@/store/proj");
+  EXPECT_EQ(text(full_first.selector()), "lw.brtype:main@/store/proj");
+  // Derived selectors start with an empty cache.
+  EXPECT_EQ(text(short_first.recompose_with_name(ustr("main")).to_string_with_domain()),
+            "lw.brtype:main@/store/proj");
+  EXPECT_EQ(text(short_first.child(UString(), Selector::NS_NONE).to_string_with_domain()),
+            "lw.brtype:main@/store/proj");
+  // The empty full form of a nil selector is not a cached text.
+  Selector nil;
+  EXPECT_EQ(text(nil.to_string_with_domain()), "");
+  EXPECT_EQ(text(nil.selector()), "@");
+}
+
+TEST(SelectorDerived, ParentWalksUpToTheNilSelector) {
+  std::vector<std::string> chain;
+  Selector s = parse("lw.repo.vob:a/b@/store//proj");
+  for (int i = 0; i < 10 && !s.is_nil(); ++i, s = s.parent()) chain.push_back(fields(s));
+  const std::vector<std::string> expected = {
+      "0 38 1027 [a/b] [/store//proj]",
+      "0 38 1027 [a] [/store//proj]",
+      "0 38 1027 [] [/store//proj]",
+      "0 38 1027 [] [store]",
+      "0 38 1027 [] []",
+      "0 38 0 [] []",
+      "0 26 0 [] []",
+  };
+  EXPECT_EQ(chain, expected);
+  EXPECT_EQ(fields(s), "3 26 0 [] []");
+  EXPECT_EQ(fields(s.parent()), "3 26 0 [] []");  // nil is its own parent
+  EXPECT_EQ(fields(parse("lw.brtype:/a//b/c/@r").parent()), "0 4 0 [a/b] [r]");
+  // Escaped separators do not split; a name of "/" alone has no segment to drop.
+  EXPECT_EQ(fields(parse("lw.brtype:a%/b@r").parent()), "0 4 0 [] [r]");
+  EXPECT_EQ(fields(parse("lw:/@r").parent().parent().parent()), "3 26 0 [/] []");
+  // A nil selector may have the namespace "DEFAULT".
+  EXPECT_TRUE(Selector().child(ustr("a"), Selector::NS_DEFAULT).parent().is_nil());
+  EXPECT_FALSE(parse(":x@y").is_nil());
+}
+
+TEST(SelectorDerived, ChildAndRecomposeWithName) {
+  const Selector s = parse("lw.brtype:a/b@r");
+  EXPECT_EQ(fields(s.child(ustr("c/d"), Selector::NS_NONE)), "0 4 0 [a/b/c/d] [r]");
+  EXPECT_EQ(fields(s.child(ustr("/c//x%/y/"), Selector::NS_LBTYPE)), "0 24 0 [a/b/c/x%/y] [r]");
+  EXPECT_EQ(fields(parse("lw.vob:r").child(ustr("c"), Selector::NS_NONE)), "0 46 0 [c] [r]");
+  EXPECT_EQ(fields(s.recompose_with_name(ustr("x//%y@z"))), "0 4 0 [x//%y@z] [r]");
+}
+
+TEST(SelectorEscaping, EncodeDecodeAndReplaceAll) {
+  const std::vector<std::pair<std::string, std::string>> encode = {
+      {"a/b:c%", "a%/b%:c%%"}, {"x@@y", "x@@y"},      {"x@y", "x%@y"}, {"x@@@y", "x@@%@y"},
+      {"%@@", "%%@@"},         {"a.b\\c", "a.b%\\c"}, {"", ""},
+  };
+  for (const auto& [in, out] : encode) EXPECT_EQ(text(Selector::encode_segment(ustr(in))), out);
+  const std::vector<std::pair<std::string, std::string>> decode = {
+      {"a%/b%:c%%", "a/b:c%"}, {"%%:", ":"}, {"%%@", "@"}, {"%%%%", "%%"}, {"%.%x", "%.%x"},
+  };
+  for (const auto& [in, out] : decode) EXPECT_EQ(text(Selector::decode_string(ustr(in))), out);
+
+  const auto replace = [](const char* t, const char* from, const char* to) {
+    return text(Selector::replaceAll(ustr(t), ustr(from), ustr(to)));
+  };
+  EXPECT_EQ(replace("aaa", "aa", "b"), "ba");
+  EXPECT_EQ(replace("aaa", "a", "aa"), "aaaaaa");  // inserted text is not searched again
+  EXPECT_EQ(replace("abab", "ab", ""), "");
+  EXPECT_EQ(replace("abc", "", "x"), "abc");
+}
+
+TEST(SelectorSegments, SplitAndJoin) {
+  const std::vector<std::tuple<std::string, std::string, std::string>> split = {
+      {"", ".", ""},
+      {"a.b.c", ".", "<a><b><c>"},
+      {".a..b.", ".", "<a><b>"},
+      {"%.b", ".", "<%><b>"},  // "%" in the first position never escapes
+      {"a%.b", ".", "<a%.b>"},
+      {"a%%.b", ".", "<a%%.b>"},
+      {"a%..b", ".", "<b>"},  // a separator after an escaped one drops the text so far
+      {"x%.%.y.z", ".", "<x%.%.y><z>"},
+      {"a::b::", "::", "<a><b>"},
+      {"abc", "", "<abc>"},
+  };
+  for (const auto& [in, sep, out] : split) {
+    EXPECT_EQ(joined(Selector::split_segments(ustr(in), ustr(sep))), out) << in;
+  }
+  const std::vector<UString> abc = {ustr("a"), ustr("b"), ustr("c")};
+  const auto join = [&abc](unsigned first, unsigned count) {
+    return text(Selector::join_segments(abc, Selector::SEGMENT_SEP, first, count));
+  };
+  EXPECT_EQ(join(0, ~0u), "a/b/c");
+  EXPECT_EQ(join(2, ~0u), "c");
+  EXPECT_EQ(join(1, 1), "b");
+  EXPECT_EQ(join(1, 5), "b/c");
+  EXPECT_EQ(join(3, 1), "");
+  EXPECT_EQ(join(0, 0), "");
+}
+
+}  // namespace
+}  // namespace Zel
