@@ -29,6 +29,7 @@ ctest --preset tsan
 step "release build and benchmarks (brief runs)"
 cmake --preset release >/dev/null
 cmake --build --preset release
+ctest --preset release -L abi
 for bench in build/release/bench/bench_*; do
   "$bench" --benchmark_min_time=0.001 --benchmark_repetitions=1 >/dev/null
   echo "ran $(basename "$bench")"
