@@ -300,16 +300,17 @@ class ZEL_EXPORT ArmApplication {
  public:
   ArmApplication() = delete;
 
-// The registrars are static objects of the modules that define operations and
-// are never destroyed through the registry: deliberately no virtual destructor.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
   // One kind of server operation, measured as an ARM transaction definition.
   // Construction appends the registrar to g_registrars; register_application
-  // registers every registrar constructed before it and fills tran_id.
+  // registers every registrar constructed before it and fills tran_id. Meant
+  // to be a static object of the module that defines the operation: the
+  // registry never destroys a registrar, nor forgets one that is destroyed.
   class ZEL_EXPORT OperationRegistrar {
    public:
     explicit OperationRegistrar(const UString& name);
+    // Virtual only so that derived registrars build cleanly under strict
+    // warnings.
+    virtual ~OperationRegistrar();
 
     // May add sub-buffers (a transaction identity, metric bindings) to the
     // buffer passed with the registration. This one adds nothing.
@@ -320,7 +321,6 @@ class ZEL_EXPORT ArmApplication {
     // registered.
     arm_id_t tran_id;
   };
-#pragma GCC diagnostic pop
 
   // Loads libarm4.so and binds its entry points.
   class ZEL_EXPORT ArmRuntimeLoader {

@@ -117,6 +117,8 @@ ArmApplication::OperationRegistrar::OperationRegistrar(const UString& operation_
   g_registrars->push_back(this);
 }
 
+ArmApplication::OperationRegistrar::~OperationRegistrar() = default;
+
 void ArmApplication::OperationRegistrar::user_data(ArmBuffer& /*buffer*/) const {}
 
 void ArmApplication::global_data_t::delete_stack(void* data) {

@@ -29,6 +29,7 @@ void add_errors_commands(CLI::App& app);
 void add_files_commands(CLI::App& app);
 void add_xmltag_commands(CLI::App& app);
 void add_ids_commands(CLI::App& app);
+void add_arm_commands(CLI::App& app);
 
 }  // namespace zelutil
 

@@ -12,6 +12,7 @@ int main(int argc, char** argv) {
   zelutil::add_files_commands(app);
   zelutil::add_xmltag_commands(app);
   zelutil::add_ids_commands(app);
+  zelutil::add_arm_commands(app);
 
   try {
     app.parse(argc, argv);
