@@ -419,10 +419,17 @@ class ZEL_EXPORT ArmPerThreadOperationStack {
   // the thread; `in_process` adds ARM_FLAG_CORR_IN_PROCESS. `buffer` may be
   // null.
   static int start_transaction(const arm_id& tran_id, const ArmBuffer* buffer,
-                               const bool in_process);
+                               const bool in_process) {
+    // Every server call comes here: with ARM off it costs one load, inline.
+    if (ArmApplication::g_level == 0) return ARM_OFF;
+    return start_running(tran_id, buffer, in_process);
+  }
   // Pops the innermost transaction and stops it with `status`; the pop stands
   // whatever the runtime answers. ARM_OFF when none runs.
-  static int stop_transaction(const int status, const ArmBuffer* buffer);
+  static int stop_transaction(const int status, const ArmBuffer* buffer) {
+    if (ArmApplication::g_level == 0) return ARM_OFF;
+    return stop_running(status, buffer);
+  }
 
   static bool doing_local_operation();
   // The innermost transaction's handle, 0 when none.
@@ -430,6 +437,11 @@ class ZEL_EXPORT ArmPerThreadOperationStack {
   // The innermost transaction's correlator, to pass to a called process; null
   // when none.
   static const arm_correlator* current_local_correlator();
+
+ private:
+  // start_transaction and stop_transaction once ARM is found on.
+  static int start_running(const arm_id& tran_id, const ArmBuffer* buffer, bool in_process);
+  static int stop_running(int status, const ArmBuffer* buffer);
 };
 
 }  // namespace Zel

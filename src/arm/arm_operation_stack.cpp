@@ -55,10 +55,10 @@ arm_correlator* ArmPerThreadOperationStack::get_base_correlator() {
   return &record->base_correlator;
 }
 
-int ArmPerThreadOperationStack::start_transaction(const arm_id& tran_id, const ArmBuffer* buffer,
-                                                  const bool in_process) {
-  // The path every measured server call takes: one load decides while ARM is off.
-  if (ArmApplication::g_level == 0) return ARM_OFF;
+// ARM may have been switched off since the inline check of the caller; the
+// thread key is valid either way, as it is never deleted.
+int ArmPerThreadOperationStack::start_running(const arm_id& tran_id, const ArmBuffer* buffer,
+                                              bool in_process) {
   thread_record_t* record = this_thread_record();
   if (record == nullptr) return ARM_OFF;
 
@@ -81,8 +81,7 @@ int ArmPerThreadOperationStack::start_transaction(const arm_id& tran_id, const A
   return result;
 }
 
-int ArmPerThreadOperationStack::stop_transaction(const int status, const ArmBuffer* buffer) {
-  if (ArmApplication::g_level == 0) return ARM_OFF;
+int ArmPerThreadOperationStack::stop_running(int status, const ArmBuffer* buffer) {
   thread_record_t* record = this_thread_record();
   if (record == nullptr || record->top == nullptr) return ARM_OFF;
 
