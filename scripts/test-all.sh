@@ -3,8 +3,9 @@
 #   formatting; unit tests in the debug build and in the ASan+UBSan build;
 #   the concurrent tests under ThreadSanitizer; the release build with the
 #   benchmarks (each run briefly); the installed tool and the installed CMake
-#   package and pkg-config file used from outside; every fuzz target for a
-#   bounded time (ZEL_FUZZ_SECONDS, default 30).
+#   package and pkg-config file used from outside, measured through the
+#   installed arm4-trace ARM runtime; every fuzz target for a bounded time
+#   (ZEL_FUZZ_SECONDS, default 30).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh test
@@ -50,6 +51,10 @@ libdir=$(PKG_CONFIG_PATH="$pcdir" pkg-config --variable=libdir zelutil)
 g++ -std=c++17 tests/consumer/main.cpp -o "$prefix/consumer-pc" \
   $(PKG_CONFIG_PATH="$pcdir" pkg-config --cflags --libs zelutil) -Wl,-rpath,"$libdir"
 "$prefix/consumer-pc"
+# The consumer measured through the installed arm4-trace runtime.
+LD_LIBRARY_PATH="$libdir/zelutil/arm4-trace" ZEL_ARM_TRACE="$prefix/arm.jsonl" "$prefix/consumer-pc" >/dev/null
+"$prefix/usr/bin/zelutil" arm report "$prefix/arm.jsonl" | grep -q "^consumer	1	0	"
+echo "installed arm4-trace: ok"
 
 step "fuzz targets"
 scripts/fuzz.sh "${ZEL_FUZZ_SECONDS:-30}"

@@ -6,6 +6,9 @@
 #ifndef ZEL_ZEL_H_
 #define ZEL_ZEL_H_
 
+// zel/arm.h brings zel/arm4.h, the ARM 4.0 C binding, with it: its names
+// (arm_*, ARM_*) are global, as the standard has them.
+#include "zel/arm.h"
 #include "zel/credentials.h"
 #include "zel/critsec.h"
 #include "zel/critsec_lock.h"

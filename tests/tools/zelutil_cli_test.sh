@@ -118,6 +118,26 @@ check identity-make-odd   1 ""             "even number of hex digits" '' -- ide
 check identity-make-type  2 ""             "not in range" '' -- identity make 256 00
 check identity-alone      2 ""             "subcommand is required" '' -- identity
 
+# arm report: a trace written by hand, with the figures worked out beforehand.
+cat >"$tmp/trace.jsonl" <<'EOF'
+{"event":"register_application","app":"server","buffers":[107]}
+
+{"event":"stop_transaction","name":"Read","status":0,"response_ns":1000,"parent":null}
+{"event":"stop_transaction","name":"Read","status":2,"response_ns":3000}
+{"event":"stop_transaction","name":"Read","status":0,"response_ns":2000}
+{"event": "stop_transaction", "name": "W\u00e9rk", "status": 0, "response_ns": 1500000}
+EOF
+check arm-report          0 "$(hex $'transaction\tcount\tfailures\tp50_us\tp95_us\tmax_us
+Read\t3\t1\t2.000\t3.000\t3.000
+W\xc3\xa9rk\t1\t0\t1500.000\t1500.000\t1500.000
+')" - '' -- arm report "$tmp/trace.jsonl"
+printf '{"event":"start_transaction"}\n{"event":"stop_transaction","name":"x",}\n' >"$tmp/bad.jsonl"
+check arm-report-malformed 1 ""            "bad.jsonl:2: not a trace line: expected a quoted key" '' -- arm report "$tmp/bad.jsonl"
+printf '{"event":"stop_transaction","name":"x","status":0}\n' >"$tmp/short.jsonl"
+check arm-report-field    1 ""             'short.jsonl:1: not a trace line: no "response_ns"' '' -- arm report "$tmp/short.jsonl"
+check arm-report-missing  1 ""             "cannot read" '' -- arm report "$tmp/none.jsonl"
+check arm-alone           2 ""             "subcommand is required" '' -- arm
+
 host_line=$("$zelutil" uuid parse 00000000.00001000.8000.00:01:78:56:34:12 | grep '^node:')
 if [ "$host_line" = "node:      00:01:78:56:34:12 (host number 305419896)" ]; then
   echo "ok   uuid-parse-host-number"

@@ -30,14 +30,15 @@ class ExactCommandError : public CommandError {
   using CommandError::CommandError;
 };
 
-void add_version_commands(CLI::App& app);
 void add_strings_commands(CLI::App& app);
 void add_errors_commands(CLI::App& app);
-void add_files_commands(CLI::App& app);
-void add_credentials_commands(CLI::App& app);
-void add_xmltag_commands(CLI::App& app);
 void add_ids_commands(CLI::App& app);
 void add_selector_commands(CLI::App& app);
+void add_xmltag_commands(CLI::App& app);
+void add_files_commands(CLI::App& app);
+void add_credentials_commands(CLI::App& app);
+void add_arm_commands(CLI::App& app);
+void add_version_commands(CLI::App& app);
 
 }  // namespace zelutil
 

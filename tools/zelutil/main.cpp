@@ -6,14 +6,16 @@
 int main(int argc, char** argv) {
   CLI::App app{"zelutil - the libzelutil foundation library at the command line"};
   app.require_subcommand(1);
-  zelutil::add_version_commands(app);
+  // In the order of the library's subsystems.
   zelutil::add_strings_commands(app);
   zelutil::add_errors_commands(app);
-  zelutil::add_files_commands(app);
-  zelutil::add_credentials_commands(app);
-  zelutil::add_xmltag_commands(app);
   zelutil::add_ids_commands(app);
   zelutil::add_selector_commands(app);
+  zelutil::add_xmltag_commands(app);
+  zelutil::add_files_commands(app);
+  zelutil::add_credentials_commands(app);
+  zelutil::add_arm_commands(app);
+  zelutil::add_version_commands(app);
 
   try {
     app.parse(argc, argv);

@@ -1,0 +1,154 @@
+// Registration and start of the application against the arm4-trace runtime:
+// order, buffers, ids, and the failures that switch ARM off.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "arm4_trace.h"
+#include "arm_test_support.h"
+#include "zel/arm.h"
+
+namespace Zel {
+namespace {
+
+using zel_test::field;
+using Registrar = ArmApplication::OperationRegistrar;
+
+// Registers with a transaction identity and metric bindings.
+class DescribedRegistrar : public Registrar {
+ public:
+  using Registrar::Registrar;
+  void user_data(ArmBuffer& buffer) const override {
+    ArmTransIdentyBuffer identity;
+    identity.add_identity_prop(u"kind", u"write");
+    buffer.add_buffer(identity);
+    ArmMetricBindingsBuffer bindings;
+    bindings.add_binding(0, arm_id_t{});
+    buffer.add_buffer(bindings);
+  }
+};
+
+std::string hex(const arm_id_t& id) {
+  static const char digits[] = "0123456789abcdef";
+  std::string out;
+  for (unsigned char byte : id.id_u.uint8) {
+    out += digits[byte >> 4];
+    out += digits[byte & 15];
+  }
+  return out;
+}
+
+bool is_zero(const arm_id_t& id) { return id.id_u.uint64[0] == 0 && id.id_u.uint64[1] == 0; }
+
+class ArmApplicationTest : public zel_test::ArmTrace {};
+
+TEST_F(ArmApplicationTest, RegistersTheApplicationThenEachRegistrarInOrder) {
+  Registrar read(UString(u"Read"));
+  DescribedRegistrar write(UString(u"Write"));
+  Registrar list(UString(u"List"));
+  ArmBuffer application(false);
+  application.add_buffer();
+
+  const int result = ArmApplication::register_application(7, UString(u"server"), &application);
+  EXPECT_GE(result, 0);
+  EXPECT_EQ(ArmApplication::g_level, 7);
+  EXPECT_EQ(application.count(), 1);  // read, not consumed
+
+  const auto apps = events("register_application");
+  ASSERT_EQ(apps.size(), 1u);
+  EXPECT_EQ(field(apps[0], "app"), "server");
+  EXPECT_EQ(field(apps[0], "app_id"), hex(ArmApplication::g_app_id));
+  EXPECT_EQ(field(apps[0], "buffers"), "[107]");
+  EXPECT_NE(field(apps[0], "input_id"), "null");
+
+  const auto trans = events("register_transaction");
+  ASSERT_EQ(trans.size(), 3u);
+  const Registrar* in_order[] = {&read, &write, &list};
+  for (std::size_t i = 0; i < 3; ++i) {
+    EXPECT_EQ(field(trans[i], "name"), in_order[i]->name.utf8_str());
+    EXPECT_EQ(field(trans[i], "tran_id"), hex(in_order[i]->tran_id));
+    EXPECT_FALSE(is_zero(in_order[i]->tran_id));
+  }
+  EXPECT_EQ(field(trans[0], "buffers"), "[]");
+  EXPECT_EQ(field(trans[1], "buffers"), "[104,106]");
+  EXPECT_EQ(field(trans[2], "buffers"), "[]");  // the scratch buffer was cleared
+}
+
+TEST_F(ArmApplicationTest, AFailingRegistrarSwitchesArmOffAndStopsTheRest) {
+  Registrar first(UString(u"First"));
+  Registrar failing(UString(u"Failing"));
+  Registrar last(UString(u"Last"));
+  ::setenv("ZEL_ARM_TRACE_FAIL", "arm_register_transaction=Failing", 1);
+  ArmBuffer none(false);
+  EXPECT_EQ(ArmApplication::register_application(1, UString(u"server"), &none),
+            arm4_trace::ERROR_REQUESTED);
+  EXPECT_EQ(ArmApplication::g_level, 0);
+  EXPECT_FALSE(is_zero(first.tran_id));
+  EXPECT_TRUE(is_zero(failing.tran_id));
+  EXPECT_TRUE(is_zero(last.tran_id));
+  EXPECT_EQ(events("register_transaction").size(), 1u);
+  EXPECT_EQ(ArmApplication::start_application(nullptr, UString(), UString()), ARM_OFF);
+}
+
+TEST_F(ArmApplicationTest, RuntimeFailuresLeaveArmOff) {
+  Registrar operation(UString(u"Operation"));
+  ArmBuffer none(false);
+  ::setenv("ZEL_ARM_TRACE_FAIL", "arm_register_application", 1);
+  EXPECT_EQ(ArmApplication::register_application(1, UString(u"server"), &none),
+            arm4_trace::ERROR_REQUESTED);
+  EXPECT_EQ(ArmApplication::g_level, 0);
+  EXPECT_TRUE(events("register_transaction").empty());
+
+  ::setenv("ZEL_ARM_TRACE_FAIL", "arm_start_application", 1);
+  ASSERT_GE(ArmApplication::register_application(1, UString(u"server"), &none), 0);
+  EXPECT_EQ(ArmApplication::start_application(nullptr, UString(u"g"), UString(u"i")),
+            arm4_trace::ERROR_REQUESTED);
+  EXPECT_EQ(ArmApplication::g_level, 0);
+  long long arrival = 0;
+  EXPECT_EQ(ArmApplication::get_arrival_time(&arrival), ARM_OFF);
+
+  // Level 0 switches a running ARM off as well.
+  ::unsetenv("ZEL_ARM_TRACE_FAIL");
+  switch_on();
+  EXPECT_EQ(ArmApplication::register_application(0, UString(u"server"), &none), 0);
+  EXPECT_EQ(ArmApplication::g_level, 0);
+  EXPECT_EQ(ArmApplication::get_arrival_time(&arrival), ARM_OFF);
+}
+
+TEST_F(ArmApplicationTest, StartPassesEmptyTextsAsNullAndConsumesItsBuffer) {
+  ArmBuffer none(false);
+  ASSERT_GE(ArmApplication::register_application(1, UString(u"server"), &none), 0);
+  ArmBuffer start(false);
+  start.add_buffer(UString(u"starting up"));
+  EXPECT_EQ(ArmApplication::start_application(&start, UString(), UString()), 0);
+  EXPECT_EQ(start.count(), 0);
+  EXPECT_EQ(ArmApplication::g_level, 1);
+
+  const auto starts = events("start_application");
+  ASSERT_EQ(starts.size(), 1u);
+  EXPECT_EQ(field(starts[0], "group"), "null");
+  EXPECT_EQ(field(starts[0], "instance"), "null");
+  EXPECT_EQ(field(starts[0], "buffers"), "[7]");
+  EXPECT_EQ(std::stoll(field(starts[0], "app_handle")), ArmApplication::g_app_handle);
+}
+
+TEST_F(ArmApplicationTest, ForwardsArrivalTimesAndErrorMessages) {
+  switch_on();
+  long long arrival = 0;
+  EXPECT_EQ(ArmApplication::get_arrival_time(&arrival), 0);
+  EXPECT_GT(arrival, 0);
+  arm_message_buffer_t message;
+  EXPECT_EQ(
+      ArmApplication::get_error_message(ARM_CHARSET_UTF8, arm4_trace::ERROR_REQUESTED, message), 0);
+  EXPECT_THAT(message, testing::HasSubstr("ZEL_ARM_TRACE_FAIL"));
+
+  arm_id_t id{};
+  EXPECT_EQ(ArmApplication::register_transaction("Direct", 0, nullptr, &id), 0);
+  EXPECT_FALSE(is_zero(id));
+}
+
+}  // namespace
+}  // namespace Zel

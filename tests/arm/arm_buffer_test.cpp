@@ -1,0 +1,321 @@
+// ArmBuffer and its builders: sub-buffer layouts, string pools, limits and refusals.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "zel/arm.h"
+#include "zel/qrpexception.h"
+
+namespace Zel {
+namespace {
+
+std::string utf8(const UString& s) { return s.utf8_str(); }
+
+template <typename Sub>
+const Sub& sub(const ArmBuffer& b, int i) {
+  return *reinterpret_cast<const Sub*>(b.buffer4()->subbuffer_array[i]);
+}
+
+// Runs `f` and expects the ARM refusal with `argument` as the message's argument.
+void expect_refusal(const std::function<void()>& f, const std::string& argument) {
+  try {
+    f();
+    ADD_FAILURE() << "no refusal for: " << argument;
+  } catch (const QRPException& e) {
+    EXPECT_EQ(e.qrp_reason_code(), 40);
+    EXPECT_EQ(e.resource(), nullptr);
+    EXPECT_TRUE(e.causes().empty());
+    EXPECT_EQ(utf8(e.message().message_string()),
+              "QZMLK0670E Application Resource Measurement (ARM) error: " + argument + ".");
+  }
+}
+
+arm_id_t make_id(unsigned char first) {
+  arm_id_t id{};
+  for (int i = 0; i < 16; ++i) id.id_u.uint8[i] = static_cast<unsigned char>(first + i);
+  return id;
+}
+
+TEST(ArmBuffer, AFifthSubBufferIsRefusedAndTheFourStay) {
+  arm_id_t id = make_id(1);
+  ArmMetricBindingsBuffer bindings;
+  ArmMetricValuesBuffer values;
+  ArmAppIdentyBuffer identity;
+  ArmTransIdentyBuffer tran_identity;
+  ArmAppContextBuffer context(identity.ctx_indicies());
+  ArmTransContextBuffer tran_context(identity.ctx_indicies());
+  const unsigned char address[4] = {127, 0, 0, 1};
+  const std::vector<std::pair<std::function<void(ArmBuffer&)>, const char*>> fifths = {
+      {[](ArmBuffer& b) { b.add_buffer(); }, "add_charset_buffer"},
+      {[](ArmBuffer& b) { b.add_buffer(12345LL); }, "add_buffer"},
+      {[&](ArmBuffer& b) { b.add_buffer(UString(u"user"), true, id); }, "add_buffer"},
+      {[&](ArmBuffer& b) { b.add_buffer(2, 4, address, false, id); }, "add_buffer"},
+      {[](ArmBuffer& b) { b.add_buffer(UString(u"detail")); }, "add_buffer"},
+      {[&](ArmBuffer& b) { b.add_buffer(identity); }, "add_buffer"},
+      {[&](ArmBuffer& b) { b.add_buffer(tran_identity); }, "add_buffer"},
+      {[&](ArmBuffer& b) { b.add_buffer(context, true); }, "add_buffer"},
+      {[&](ArmBuffer& b) { b.add_buffer(tran_context); }, "add_buffer"},
+      {[&](ArmBuffer& b) { b.add_buffer(bindings); }, "add_buffer"},
+      {[&](ArmBuffer& b) { b.add_buffer(values); }, "add_buffer"},
+  };
+  for (const auto& [fifth, operation] : fifths) {
+    ArmBuffer b(false);
+    for (int i = 0; i < 4; ++i) b.add_buffer();
+    std::vector<arm_subbuffer_t*> before(b.buffer4()->subbuffer_array,
+                                         b.buffer4()->subbuffer_array + 4);
+    expect_refusal([&] { fifth(b); },
+                   std::string("ArmBuffer::") + operation + "():  Max Buffer count exceeded.");
+    EXPECT_EQ(b.count(), 4);
+    EXPECT_EQ(std::vector<arm_subbuffer_t*>(b.buffer4()->subbuffer_array,
+                                            b.buffer4()->subbuffer_array + 4),
+              before);
+  }
+}
+
+TEST(ArmBuffer, ClearEmptiesTheBufferForReuse) {
+  ArmBuffer b(false);
+  b.add_buffer(UString(u"a diagnostic"));
+  b.add_buffer();
+  b.clear();
+  EXPECT_EQ(b.count(), 0);
+  EXPECT_TRUE(b.empty());
+  for (int i = 0; i < 4; ++i) b.add_buffer(UString(u"again"));
+  EXPECT_EQ(b.count(), 4);
+}
+
+TEST(ArmBuffer, PoolsEachTextOnceAndSharesTheGlobalPool) {
+  ArmBuffer local(false);
+  const char* first = ArmBuffer::pool_string(&local, UString(u"pooled once"));
+  EXPECT_STREQ(first, "pooled once");
+  EXPECT_EQ(ArmBuffer::pool_string(&local, UString(u"pooled once")), first);
+  EXPECT_EQ(ArmBuffer::g_str_pool.count(UString(u"pooled once")), 0u);
+
+  ArmBuffer global(true);
+  const char* shared = ArmBuffer::pool_string(&global, UString(u"G\u00fcnter"));
+  EXPECT_STREQ(shared, "G\xC3\xBCnter");
+  ASSERT_EQ(ArmBuffer::g_str_pool.count(UString(u"G\u00fcnter")), 1u);
+  // A buffer with its own pool takes a globally pooled text from there.
+  EXPECT_EQ(ArmBuffer::pool_string(&local, UString(u"G\u00fcnter")), shared);
+  local.clear();
+  global.clear();
+  EXPECT_EQ(ArmBuffer::pool_string(&global, UString(u"G\u00fcnter")), shared);
+}
+
+TEST(ArmBuffer, FixedSubBuffersCarryTheirFields) {
+  ArmBuffer b(false);
+  arm_id_t id = make_id(10);
+  const unsigned char address[6] = {10, 0, 0, 7, 0x1f, 0x90};
+  b.add_buffer();
+  b.add_buffer(987654321012LL);
+  b.add_buffer(UString(u"alice"), true, id);
+  b.add_buffer(2, 6, address, false, id);
+  ASSERT_EQ(b.count(), 4);
+
+  const auto& charset = sub<arm_subbuffer_charset_t>(b, 0);
+  EXPECT_EQ(charset.header.format, ARM_SUBBUFFER_CHARSET);
+  EXPECT_EQ(charset.charset, ARM_CHARSET_UTF8);
+  EXPECT_EQ(charset.flags, 0);
+
+  const auto& arrival = sub<arm_subbuffer_arrival_time_t>(b, 1);
+  EXPECT_EQ(arrival.header.format, ARM_SUBBUFFER_ARRIVAL_TIME);
+  EXPECT_EQ(arrival.opaque_time, 987654321012LL);
+
+  const auto& user = sub<arm_subbuffer_user_t>(b, 2);
+  EXPECT_EQ(user.header.format, ARM_SUBBUFFER_USER);
+  EXPECT_STREQ(user.name, "alice");
+  EXPECT_EQ(user.id_valid, ARM_TRUE);
+  EXPECT_EQ(std::memcmp(&user.id, &id, sizeof id), 0);
+
+  const auto& system = sub<arm_subbuffer_system_address_t>(b, 3);
+  EXPECT_EQ(system.header.format, ARM_SUBBUFFER_SYSTEM_ADDRESS);
+  EXPECT_EQ(system.address_format, 2);
+  EXPECT_EQ(system.address_length, 6);
+  ASSERT_NE(system.address, address);  // a copy, inside the sub-buffer's block
+  EXPECT_EQ(std::memcmp(system.address, address, 6), 0);
+  EXPECT_EQ(system.id_valid, ARM_FALSE);
+}
+
+TEST(ArmBuffer, CutsTextsToTheStandardsLimits) {
+  ArmBuffer b(false);
+  b.add_buffer(UString(std::u16string(5000, u'd')));
+  EXPECT_EQ(std::strlen(sub<arm_subbuffer_diag_detail_t>(b, 0).diag_detail), 4095u);
+
+  // Characters, not code units: a pair at the cut stays whole.
+  std::u16string text(31, u'x');
+  text += u"\U0001F600\U0001F600";
+  ArmMetricValuesBuffer values;
+  values.add_value(1, true, UString(text));
+  b.add_buffer(values);
+  const auto& metrics = sub<arm_subbuffer_metric_values_t>(b, 1);
+  ASSERT_EQ(metrics.count, 1);
+  EXPECT_EQ(std::string(metrics.metric_value_array[0].metric_u.string32),
+            std::string(31, 'x') + "\xF0\x9F\x98\x80");
+}
+
+TEST(ArmIdentity, PropertiesAndContextNamesGoToTheirArrays) {
+  ArmTransIdentyBuffer identity;
+  identity.add_context_prop(UString(u"user"));
+  identity.add_context_prop(UString(u"site"));
+  identity.add_identity_prop(u"kind", u"checkout");
+  identity.uri = UString(u"/vob/x");
+  ArmBuffer b(false);
+  b.add_buffer(identity);
+
+  const auto& s = sub<arm_subbuffer_tran_identity_t>(b, 0);
+  EXPECT_EQ(s.header.format, ARM_SUBBUFFER_TRAN_IDENTITY);
+  ASSERT_EQ(s.identity_property_count, 1);
+  EXPECT_STREQ(s.identity_property_array[0].name, "kind");
+  EXPECT_STREQ(s.identity_property_array[0].value, "checkout");
+  ASSERT_NE(s.context_name_array, nullptr);
+  EXPECT_STREQ(s.context_name_array[0], "user");
+  EXPECT_STREQ(s.context_name_array[1], "site");
+  EXPECT_STREQ(s.uri, "/vob/x");
+  EXPECT_TRUE(identity.uri.empty());
+  // Handed over: the builder is empty but still knows its context names.
+  EXPECT_EQ(identity.ctx_indicies(),
+            (std::map<UString, int>{{UString(u"user"), 0}, {UString(u"site"), 1}}));
+  b.add_buffer(identity, false);
+  const auto& again = sub<arm_subbuffer_app_identity_t>(b, 1);
+  EXPECT_EQ(again.header.format, ARM_SUBBUFFER_APP_IDENTITY);
+  EXPECT_EQ(again.identity_property_count, 0);
+  EXPECT_EQ(again.identity_property_array, nullptr);
+  EXPECT_EQ(again.context_name_array, nullptr);
+}
+
+TEST(ArmIdentity, OnlyPropertiesLeaveTheNameArrayNullAndAnEmptyUriIsNull) {
+  ArmTransIdentyBuffer identity;
+  identity.add_identity_prop(u"a", u"1");
+  ArmBuffer b(false);
+  b.add_buffer(identity, true);
+  const auto& s = sub<arm_subbuffer_tran_identity_t>(b, 0);
+  EXPECT_EQ(s.header.format, ARM_SUBBUFFER_TRAN_IDENTITY);
+  EXPECT_EQ(s.identity_property_count, 1);
+  EXPECT_EQ(s.context_name_array, nullptr);
+  EXPECT_EQ(s.uri, nullptr);
+}
+
+TEST(ArmIdentity, NineteenPropertiesOfBothKindsAreTheLimit) {
+  for (int names = 0; names <= 19; names += 19) {
+    ArmAppIdentyBuffer identity;
+    for (int i = 0; i < 19; ++i) {
+      const UString n(Utf8String("p" + std::to_string(i)));
+      if (i < names) {
+        identity.add_context_prop(n);
+      } else {
+        identity.add_identity_prop(n.c_str(), u"v");
+      }
+    }
+    const std::string reason = "ArmIdentityBuffer:: trying to register too many properties";
+    expect_refusal([&] { identity.add_identity_prop(u"one", u"more"); }, reason);
+    expect_refusal([&] { identity.add_context_prop(UString(u"one")); }, reason);
+    expect_refusal([&] { identity.check_max_num_properties(); }, reason);
+    ArmBuffer b(false);
+    b.add_buffer(identity);
+    const auto& s = sub<arm_subbuffer_app_identity_t>(b, 0);
+    EXPECT_EQ(s.identity_property_count, 19 - names);
+    EXPECT_EQ(s.context_name_count, names);
+  }
+}
+
+TEST(ArmContext, ValuesSitAtTheirNamesPositions) {
+  ArmAppIdentyBuffer identity;
+  identity.add_context_prop(UString(u"user"));
+  identity.add_context_prop(UString(u"site"));
+  ArmTransContextBuffer context(identity.ctx_indicies());
+  context.add_ctx_prop(UString(u"site"), UString(u"lab"));
+  context.uri = UString(u"/x");
+  ArmBuffer b(false);
+  b.add_buffer(context);
+  const auto& s = sub<arm_subbuffer_tran_context_t>(b, 0);
+  EXPECT_EQ(s.header.format, ARM_SUBBUFFER_TRAN_CONTEXT);
+  ASSERT_EQ(s.context_value_count, 2);
+  EXPECT_EQ(s.context_value_array[0], nullptr);
+  EXPECT_STREQ(s.context_value_array[1], "lab");
+  EXPECT_STREQ(s.uri, "/x");
+
+  expect_refusal([&] { context.add_ctx_prop(UString(u"unknown"), UString(u"v")); },
+                 "ArmContextBuffer:: trying to add unknown context property");
+  b.add_buffer(context, false);  // emptied by the first
+  const auto& empty = sub<arm_subbuffer_app_context_t>(b, 1);
+  EXPECT_EQ(empty.header.format, ARM_SUBBUFFER_APP_CONTEXT);
+  EXPECT_EQ(empty.context_value_count, 0);
+  EXPECT_EQ(empty.context_value_array, nullptr);
+}
+
+TEST(ArmContext, NamesAddedAfterPropertiesLeaveGaps) {
+  ArmAppIdentyBuffer identity;
+  identity.add_identity_prop(u"kind", u"x");    // strings 0 and 1
+  identity.add_context_prop(UString(u"user"));  // string 2
+  ArmAppContextBuffer context(identity.ctx_indicies());
+  context.add_ctx_prop(UString(u"user"), UString(u"bob"));
+  ArmBuffer b(false);
+  b.add_buffer(context);
+  const auto& s = sub<arm_subbuffer_app_context_t>(b, 0);
+  ASSERT_EQ(s.context_value_count, 3);
+  EXPECT_EQ(s.context_value_array[0], nullptr);
+  EXPECT_EQ(s.context_value_array[1], nullptr);
+  EXPECT_STREQ(s.context_value_array[2], "bob");
+}
+
+TEST(ArmMetrics, ValuesKeepTheirFormatsAndOrder) {
+  ArmMetricValuesBuffer values;
+  values.add_value(0, ARM_METRIC_FORMAT_COUNTER32, 1, true, -7);
+  values.add_value(1, ARM_METRIC_FORMAT_GAUGE64, 2, false, 1LL << 40);
+  values.add_value(2, 3, true, arm_metric_cntrdivr32{10, 4});
+  values.add_value(5, 4, true, arm_metric_gaugedivr32{-3, 2});
+  values.add_value(6, true, UString(u"first"));
+  values.add_value(7, true, UString(u"second"));  // replaces the string of both
+  ArmMetricValuesBuffer copy(values);
+  expect_refusal([&] { values.add_value(6, ARM_METRIC_FORMAT_COUNTER32, 0, true, 1); },
+                 "ArmMetricValuesBuffer:: illegal slot # for non-string metric");
+  expect_refusal([&] { values.check_non_string_slot(6); },
+                 "ArmMetricValuesBuffer:: illegal slot # for non-string metric");
+
+  ArmBuffer b(false);
+  b.add_buffer(copy);
+  const auto& s = sub<arm_subbuffer_metric_values_t>(b, 0);
+  EXPECT_EQ(s.header.format, ARM_SUBBUFFER_METRIC_VALUES);
+  ASSERT_EQ(s.count, 6);
+  const arm_metric_t* m = s.metric_value_array;
+  EXPECT_EQ(m[0].slot, 0);
+  EXPECT_EQ(m[0].metric_u.counter32, -7);
+  EXPECT_EQ(m[0].usage, 1);
+  EXPECT_EQ(m[0].valid, ARM_TRUE);
+  EXPECT_EQ(m[1].format, ARM_METRIC_FORMAT_GAUGE64);
+  EXPECT_EQ(m[1].metric_u.gauge64, 1LL << 40);
+  EXPECT_EQ(m[1].valid, ARM_FALSE);
+  EXPECT_EQ(m[2].format, ARM_METRIC_FORMAT_CNTRDIVR32);
+  EXPECT_EQ(m[2].metric_u.counterdivisor32.counter, 10);
+  EXPECT_EQ(m[2].metric_u.counterdivisor32.divisor, 4);
+  EXPECT_EQ(m[3].format, ARM_METRIC_FORMAT_GAUGEDIVR32);
+  EXPECT_EQ(m[3].slot, 5);
+  EXPECT_EQ(m[3].metric_u.gaugedivisor32.gauge, -3);
+  for (int i : {4, 5}) {
+    EXPECT_EQ(m[i].slot, 6);
+    EXPECT_EQ(m[i].format, ARM_METRIC_FORMAT_STRING32);
+    EXPECT_STREQ(m[i].metric_u.string32, "second");
+  }
+}
+
+TEST(ArmMetrics, BindingsAreCopiedInOrderAndTheBuilderEmptied) {
+  ArmMetricBindingsBuffer bindings;
+  bindings.add_binding(3, make_id(30));
+  bindings.add_binding(1, make_id(50));
+  ArmBuffer b(false);
+  b.add_buffer(bindings);
+  b.add_buffer(bindings);
+  const auto& s = sub<arm_subbuffer_metric_bindings_t>(b, 0);
+  EXPECT_EQ(s.header.format, ARM_SUBBUFFER_METRIC_BINDINGS);
+  ASSERT_EQ(s.count, 2);
+  EXPECT_EQ(s.metric_binding_array[0].slot, 3);
+  EXPECT_EQ(s.metric_binding_array[0].id.id_u.uint8[0], 30);
+  EXPECT_EQ(s.metric_binding_array[1].slot, 1);
+  EXPECT_EQ(s.metric_binding_array[1].id.id_u.uint8[15], 65);
+  EXPECT_EQ(sub<arm_subbuffer_metric_bindings_t>(b, 1).count, 0);
+}
+
+}  // namespace
+}  // namespace Zel
