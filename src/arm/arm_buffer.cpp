@@ -449,6 +449,21 @@ void ArmMetricValuesBuffer::repoint_strings() {
   }
 }
 
+namespace {
+
+// A value record with everything but the value itself.
+ArmMetricValuesBuffer::value_t metric_value(unsigned char slot, unsigned char format, short usage,
+                                            bool valid) {
+  ArmMetricValuesBuffer::value_t v;
+  v.slot = slot;
+  v.format = format;
+  v.usage = usage;
+  v.valid = valid;
+  return v;
+}
+
+}  // namespace
+
 void ArmMetricValuesBuffer::check_non_string_slot(unsigned char slot) const {
   if (slot >= kStringMetricSlot) {
     refuse("ArmMetricValuesBuffer:: illegal slot # for non-string metric");
@@ -458,11 +473,7 @@ void ArmMetricValuesBuffer::check_non_string_slot(unsigned char slot) const {
 void ArmMetricValuesBuffer::add_value(unsigned char slot, unsigned char format, short usage,
                                       bool valid, int value) {
   check_non_string_slot(slot);
-  value_t v;
-  v.slot = slot;
-  v.format = format;
-  v.usage = usage;
-  v.valid = valid;
+  value_t v = metric_value(slot, format, usage, valid);
   v.value.value32 = value;
   values_.push_back(v);
 }
@@ -470,11 +481,7 @@ void ArmMetricValuesBuffer::add_value(unsigned char slot, unsigned char format, 
 void ArmMetricValuesBuffer::add_value(unsigned char slot, unsigned char format, short usage,
                                       bool valid, long long value) {
   check_non_string_slot(slot);
-  value_t v;
-  v.slot = slot;
-  v.format = format;
-  v.usage = usage;
-  v.valid = valid;
+  value_t v = metric_value(slot, format, usage, valid);
   v.value.value64 = value;
   values_.push_back(v);
 }
@@ -482,11 +489,7 @@ void ArmMetricValuesBuffer::add_value(unsigned char slot, unsigned char format, 
 void ArmMetricValuesBuffer::add_value(unsigned char slot, short usage, bool valid,
                                       arm_metric_cntrdivr32 value) {
   check_non_string_slot(slot);
-  value_t v;
-  v.slot = slot;
-  v.format = ARM_METRIC_FORMAT_CNTRDIVR32;
-  v.usage = usage;
-  v.valid = valid;
+  value_t v = metric_value(slot, ARM_METRIC_FORMAT_CNTRDIVR32, usage, valid);
   v.value.counter_divisor = value;
   values_.push_back(v);
 }
@@ -494,22 +497,14 @@ void ArmMetricValuesBuffer::add_value(unsigned char slot, short usage, bool vali
 void ArmMetricValuesBuffer::add_value(unsigned char slot, short usage, bool valid,
                                       arm_metric_gaugedivr32 value) {
   check_non_string_slot(slot);
-  value_t v;
-  v.slot = slot;
-  v.format = ARM_METRIC_FORMAT_GAUGEDIVR32;
-  v.usage = usage;
-  v.valid = valid;
+  value_t v = metric_value(slot, ARM_METRIC_FORMAT_GAUGEDIVR32, usage, valid);
   v.value.gauge_divisor = value;
   values_.push_back(v);
 }
 
 void ArmMetricValuesBuffer::add_value(short usage, bool valid, const UString& value) {
   string_metric_ = first_characters(value, kStringMetricChars);
-  value_t v;
-  v.slot = kStringMetricSlot;
-  v.format = ARM_METRIC_FORMAT_STRING32;
-  v.usage = usage;
-  v.valid = valid;
+  value_t v = metric_value(kStringMetricSlot, ARM_METRIC_FORMAT_STRING32, usage, valid);
   v.value.string = &string_metric_;
   values_.push_back(v);
 }
