@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # The whole test suite, as CI runs it on a clean clone:
 #   formatting; unit tests in the debug build and in the ASan+UBSan build;
+#   line and branch coverage of src/ (printed);
 #   the concurrent tests under ThreadSanitizer; the release build with the
 #   benchmarks (each run briefly); the installed tool and the installed CMake
 #   package and pkg-config file used from outside; every fuzz target for a
@@ -20,6 +21,9 @@ for preset in debug asan; do
   cmake --build --preset "$preset"
   ctest --preset "$preset" -j "$(nproc)"
 done
+
+step "coverage (figures only, no threshold yet)"
+scripts/coverage.sh | sed -n '/^lines:/,$p'
 
 step "concurrent tests: tsan"
 cmake --preset tsan >/dev/null
