@@ -3,9 +3,10 @@
 #   formatting; unit tests in the debug build and in the ASan+UBSan build;
 #   line and branch coverage of src/ (printed);
 #   the concurrent tests under ThreadSanitizer; the release build with the
-#   benchmarks (each run briefly); the installed tool and the installed CMake
-#   package and pkg-config file used from outside; every fuzz target for a
-#   bounded time (ZEL_FUZZ_SECONDS, default 30).
+#   benchmarks (each run briefly); the API documentation (Doxygen, warnings
+#   are errors); the installed tool and the installed CMake package and
+#   pkg-config file used from outside; every fuzz target for a bounded time
+#   (ZEL_FUZZ_SECONDS, default 30).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh test
@@ -37,6 +38,9 @@ for bench in build/release/bench/bench_*; do
   "$bench" --benchmark_min_time=0.001 --benchmark_repetitions=1 >/dev/null
   echo "ran $(basename "$bench")"
 done
+
+step "API documentation (Doxygen warnings are errors)"
+cmake --build --preset release --target docs
 
 step "installed tool and package"
 prefix=$(mktemp -d)
