@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # The whole test suite, as CI runs it on a clean clone:
-#   formatting; unit tests in the debug build and in the ASan+UBSan build;
+#   formatting; unit tests in the debug build, under valgrind memcheck and in
+#   the ASan+UBSan build;
 #   line and branch coverage of src/ (printed);
 #   the concurrent tests under ThreadSanitizer; the release build with the
 #   benchmarks (each run briefly); the API documentation (Doxygen, warnings
@@ -23,8 +24,14 @@ for preset in debug asan; do
   ctest --preset "$preset" -j "$(nproc)"
 done
 
+step "unit tests under valgrind memcheck: debug"
+scripts/memcheck.sh
+
 step "coverage (figures only, no threshold yet)"
-scripts/coverage.sh | sed -n '/^lines:/,$p'
+coverage_log=$(mktemp)
+scripts/coverage.sh >"$coverage_log" 2>&1 || { cat "$coverage_log"; exit 1; }
+sed -n '/^lines:/,$p' "$coverage_log"
+rm -f "$coverage_log"
 
 step "concurrent tests: tsan"
 cmake --preset tsan >/dev/null
