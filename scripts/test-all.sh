@@ -1,10 +1,15 @@
 #!/usr/bin/env bash
 # The whole test suite, as CI runs it on a clean clone:
-#   formatting; unit tests in the debug build and in the ASan+UBSan build;
+#   formatting; unit tests in the debug build, under valgrind memcheck and in
+#   the ASan+UBSan build;
+#   line and branch coverage of src/ (printed);
 #   the concurrent tests under ThreadSanitizer; the release build with the
 #   benchmarks (each run briefly); the installed tool and the installed CMake
 #   package and pkg-config file used from outside, measured through the
 #   installed arm4-trace ARM runtime; every fuzz target for a bounded time
+#   benchmarks (each run briefly); the API documentation (Doxygen, warnings
+#   are errors); the installed tool and the installed CMake package and
+#   pkg-config file used from outside; every fuzz target for a bounded time
 #   (ZEL_FUZZ_SECONDS, default 30).
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -22,6 +27,15 @@ for preset in debug asan; do
   ctest --preset "$preset" -j "$(nproc)"
 done
 
+step "unit tests under valgrind memcheck: debug"
+scripts/memcheck.sh
+
+step "coverage (figures only, no threshold yet)"
+coverage_log=$(mktemp)
+scripts/coverage.sh >"$coverage_log" 2>&1 || { cat "$coverage_log"; exit 1; }
+sed -n '/^lines:/,$p' "$coverage_log"
+rm -f "$coverage_log"
+
 step "concurrent tests: tsan"
 cmake --preset tsan >/dev/null
 cmake --build --preset tsan
@@ -35,6 +49,9 @@ for bench in build/release/bench/bench_*; do
   "$bench" --benchmark_min_time=0.001 --benchmark_repetitions=1 >/dev/null
   echo "ran $(basename "$bench")"
 done
+
+step "API documentation (Doxygen warnings are errors)"
+cmake --build --preset release --target docs
 
 step "installed tool and package"
 prefix=$(mktemp -d)

@@ -3,6 +3,7 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <map>
 #include <string>
 #include <vector>
@@ -29,7 +30,9 @@ class RatioReporter : public benchmark::ConsoleReporter {
     }
   }
 
-  void print_ratios() const {
+  // Prints the ratio table; with `csv` also appends it to that file, one line
+  // "program,operation,ours,baseline,unit,ratio" per operation (times in ns).
+  void print_ratios(const char* program, std::FILE* csv) const {
     std::printf("\n%-48s %14s %14s %8s\n", "operation", "ours", "baseline", "ratio");
     for (const auto& [name, ours] : times_) {
       const std::string suffix = "/ours";
@@ -44,11 +47,30 @@ class RatioReporter : public benchmark::ConsoleReporter {
       std::printf("%-48s %11.1f %-2s %11.1f %-2s %8.2f\n", operation.c_str(), ours, unit,
                   baseline->second, benchmark::GetTimeUnitString(units_.at(baseline->first)),
                   ours / baseline->second);
+      if (csv != nullptr) {
+        std::fprintf(csv, "%s,%s,%.3f,%.3f,ns,%.4f\n", program, operation.c_str(),
+                     in_ns(ours, units_.at(name)),
+                     in_ns(baseline->second, units_.at(baseline->first)), ours / baseline->second);
+      }
     }
     std::fflush(stdout);
   }
 
  private:
+  static double in_ns(double time, benchmark::TimeUnit unit) {
+    switch (unit) {
+      case benchmark::kNanosecond:
+        return time;
+      case benchmark::kMicrosecond:
+        return time * 1e3;
+      case benchmark::kMillisecond:
+        return time * 1e6;
+      case benchmark::kSecond:
+        return time * 1e9;
+    }
+    return time;
+  }
+
   std::map<std::string, double> times_;
   std::map<std::string, benchmark::TimeUnit> units_;
   std::map<std::string, bool> medians_;
@@ -72,7 +94,18 @@ int run_with_ratios(int argc, char** argv) {
   if (benchmark::ReportUnrecognizedArguments(count, args.data())) return 1;
   RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
-  reporter.print_ratios();
+  // ZEL_BENCH_RATIO_CSV names a file to which the ratio table is appended as
+  // CSV (bench/report.sh collects every program's table that way).
+  const char* csv_path = std::getenv("ZEL_BENCH_RATIO_CSV");
+  std::FILE* csv = nullptr;
+  if (csv_path != nullptr && *csv_path != '\0') {
+    csv = std::fopen(csv_path, "a");
+    if (csv == nullptr) std::fprintf(stderr, "cannot append to %s\n", csv_path);
+  }
+  std::string program = argv[0];
+  program = program.substr(program.find_last_of('/') + 1);
+  reporter.print_ratios(program.c_str(), csv);
+  if (csv != nullptr) std::fclose(csv);
   benchmark::Shutdown();
   return 0;
 }
