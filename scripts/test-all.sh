@@ -74,6 +74,6 @@ LD_LIBRARY_PATH="$libdir/zelutil/arm4-trace" ZEL_ARM_TRACE="$prefix/arm.jsonl" "
 echo "installed arm4-trace: ok"
 
 step "fuzz targets"
-scripts/fuzz.sh "${ZEL_FUZZ_SECONDS:-30}"
+scripts/fuzz.sh "${ZEL_FUZZ_SECONDS:-20}"
 
 step "all checks passed"
