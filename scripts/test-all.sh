@@ -10,7 +10,7 @@
 #   benchmarks (each run briefly); the API documentation (Doxygen, warnings
 #   are errors); the installed tool and the installed CMake package and
 #   pkg-config file used from outside; every fuzz target for a bounded time
-#   (ZEL_FUZZ_SECONDS, default 30).
+#   (ZEL_FUZZ_SECONDS, default 20).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh test
