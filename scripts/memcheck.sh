@@ -37,9 +37,19 @@ declare -A excluded=(
   [ids_generator_concurrency_test]="-UuidGeneratorConcurrency.ForkWhileAnotherThreadGenerates"
 )
 
+# The ARM tests load the trace runtime (or its incomplete copy) by name, as
+# CTest arranges for them.
+trace=$PWD/build/debug/tools/arm4-trace
+declare -A library_path=(
+  [arm_runtime_test]="$trace"
+  [arm_concurrency_test]="$trace"
+  [arm_incomplete_test]="$trace/incomplete"
+)
+
 run_one() {
   local name=$1 start=$SECONDS
   local filter=${excluded[$name]:-*}
+  export LD_LIBRARY_PATH=${library_path[$name]:-}
   # The tests run in their build folder, as under ctest.
   if (cd "$tests_dir" && valgrind --tool=memcheck --error-exitcode=1 --leak-check=full \
         --errors-for-leak-kinds=definite --show-leak-kinds=definite --num-callers=30 \
