@@ -32,7 +32,8 @@ scripts/memcheck.sh
 
 step "coverage (figures only, no threshold yet)"
 coverage_log=$(mktemp)
-scripts/coverage.sh >"$coverage_log" 2>&1 || { cat "$coverage_log"; exit 1; }
+# Bounded, so that a stalled report can never hold CI up.
+timeout 1200 scripts/coverage.sh >"$coverage_log" 2>&1 || { cat "$coverage_log"; exit 1; }
 sed -n '/^lines:/,$p' "$coverage_log"
 rm -f "$coverage_log"
 
