@@ -21,6 +21,15 @@ run "$zelutil" messages
 run "$zelutil" message 21 'lw.brtype:@/store' 'the name is empty'
 run "$zelutil" message 1 42
 run "$zelutil" message 99
+run "$zelutil" tag 3
+run "$zelutil" tag ACL: acl-entry --format start --prefix A
+run "$zelutil" tag VENDOR: no-such-tag
+run "$zelutil" tag 99999
+run "$zelutil" selector parse lw.repo.vob:@/store/proj
+run "$zelutil" selector parent --chain lw.brtype:a/b@/p
+run "$zelutil" selector child lw.brtype:a@/p b/c --namespace lbtype
+run "$zelutil" selector encode 'a/b:c%'
+run "$zelutil" selector parse 'lw.nosuchtype:x@/p'
 run "$zelutil" date 1146711721
 run "$zelutil" date --iso8601 'Thu, 04 May 2006 03:02:01 GMT'
 run "$zelutil" date 'Thu, 04 may 2006'
@@ -39,3 +48,13 @@ run "$zelutil" credentials write "$cred" --user 2:010aff --group 0:05 --groups 1
 run "$zelutil" credentials dump "$cred"
 run "$zelutil" credentials dump "$cred" --with-strings
 rm -f "$cred"
+# What an application measured through the arm4-trace ARM runtime looks like
+# in the report (a trace as the runtime writes it).
+trace=$(mktemp)
+printf '%s\n' \
+  '{"event":"stop_transaction","name":"Checkout","status":0,"response_ns":1200000}' \
+  '{"event":"stop_transaction","name":"Checkout","status":0,"response_ns":900000}' \
+  '{"event":"stop_transaction","name":"Checkout","status":2,"response_ns":5100000}' \
+  '{"event":"stop_transaction","name":"Lookup","status":0,"response_ns":42000}' >"$trace"
+run "$zelutil" arm report "$trace"
+rm -f "$trace"

@@ -95,7 +95,7 @@ int run_with_ratios(int argc, char** argv) {
   RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   // ZEL_BENCH_RATIO_CSV names a file to which the ratio table is appended as
-  // CSV (bench/report.sh collects every program's table that way).
+  // CSV (bench/report collects every program's table that way).
   const char* csv_path = std::getenv("ZEL_BENCH_RATIO_CSV");
   std::FILE* csv = nullptr;
   if (csv_path != nullptr && *csv_path != '\0') {
