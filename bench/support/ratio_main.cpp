@@ -44,7 +44,7 @@ class RatioReporter : public benchmark::ConsoleReporter {
       const auto baseline = times_.find(operation + "/baseline");
       if (baseline == times_.end() || baseline->second <= 0) continue;
       const char* unit = benchmark::GetTimeUnitString(units_.at(name));
-      std::printf("%-48s %11.1f %-2s %11.1f %-2s %8.2f\n", operation.c_str(), ours, unit,
+      std::printf("%-48s %11.1f %-2s %11.1f %-2s %8.3g\n", operation.c_str(), ours, unit,
                   baseline->second, benchmark::GetTimeUnitString(units_.at(baseline->first)),
                   ours / baseline->second);
       if (csv != nullptr) {
