@@ -15,7 +15,6 @@ namespace {
 using Stack = ArmPerThreadOperationStack;
 using testing::HasSubstr;
 
-// Counts the occurrences of `part` in `text`.
 int occurrences(const std::string& text, const std::string& part) {
   int n = 0;
   for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {

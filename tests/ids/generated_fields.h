@@ -3,11 +3,13 @@
 #ifndef ZEL_TESTS_IDS_GENERATED_FIELDS_H_
 #define ZEL_TESTS_IDS_GENERATED_FIELDS_H_
 
-#include <sys/time.h>
+#include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <utility>
+#include <vector>
 
 #include "zel/oid.h"
 
@@ -17,12 +19,6 @@ namespace zel_test {
 constexpr std::uint64_t kShiftedGregorianOffset = 122192932294967296ULL;
 constexpr std::uint32_t kCounterMask = 0x3FFFF;
 constexpr std::uint32_t kWindowCapacity = kCounterMask + 1;
-
-// 100 ns timestamp of a wall-clock reading, as the generator computes it.
-inline std::uint64_t timestamp_of(const timeval& tv) {
-  return static_cast<std::uint64_t>(tv.tv_sec) * 10000000 +
-         static_cast<std::uint64_t>(tv.tv_usec) * 10 + kShiftedGregorianOffset;
-}
 
 inline std::uint64_t window_of(std::uint64_t timestamp) { return timestamp >> 20; }
 
@@ -43,12 +39,20 @@ inline std::uint32_t pid_bits_of(const Zel::Uuid& u) {
          static_cast<std::uint32_t>(u.clock_seq_hi_and_reserved & 0x3F) << 10;
 }
 
-// A sortable copy of the 16 bytes, for duplicate checks over millions of ids.
-inline std::pair<std::uint64_t, std::uint64_t> key_of(const qbs_uuid_s& u) {
-  std::uint64_t halves[2];
-  static_assert(sizeof halves == sizeof u, "qbs_uuid_s is 16 bytes");
-  std::memcpy(halves, &u, sizeof u);
-  return {halves[0], halves[1]};
+// Sorts sortable copies of the 16 bytes: duplicate checks run over millions of ids.
+template <typename Id>
+void expect_all_distinct(const std::vector<Id>& ids) {
+  std::vector<std::pair<std::uint64_t, std::uint64_t>> keys(ids.size());
+  for (std::size_t i = 0; i < ids.size(); ++i) {
+    const qbs_uuid_s raw = ids[i];
+    std::uint64_t halves[2];
+    static_assert(sizeof halves == sizeof raw, "qbs_uuid_s is 16 bytes");
+    std::memcpy(halves, &raw, sizeof raw);
+    keys[i] = {halves[0], halves[1]};
+  }
+  std::sort(keys.begin(), keys.end());
+  EXPECT_EQ(std::adjacent_find(keys.begin(), keys.end()), keys.end())
+      << "a UUID was generated twice";
 }
 
 }  // namespace zel_test

@@ -13,18 +13,8 @@
 namespace Zel {
 namespace {
 
-Uuid make_uuid(std::uint32_t time_low, std::uint16_t time_mid, std::uint16_t time_hi,
-               std::uint8_t clock_seq_hi, std::uint8_t clock_seq_low,
-               std::initializer_list<std::uint8_t> node) {
-  Uuid u;
-  u.time_low = time_low;
-  u.time_mid = time_mid;
-  u.time_hi_and_version = time_hi;
-  u.clock_seq_hi_and_reserved = clock_seq_hi;
-  u.clock_seq_low = clock_seq_low;
-  std::copy(node.begin(), node.end(), u.node);
-  return u;
-}
+// The fields in order, the node's six bytes last.
+Uuid make_uuid(const qbs_uuid_s& fields) { return Uuid(fields); }
 
 Uuid random_uuid(std::mt19937& random) {
   qbs_uuid_s raw;
@@ -34,9 +24,10 @@ Uuid random_uuid(std::mt19937& random) {
 }
 
 const Uuid kSample =
-    make_uuid(0x123e4567, 0xe89b, 0x12d3, 0xa4, 0x56, {0x42, 0x66, 0x14, 0x17, 0x40, 0});
+    make_uuid({0x123e4567, 0xe89b, 0x12d3, 0xa4, 0x56, {0x42, 0x66, 0x14, 0x17, 0x40, 0}});
 // Every byte distinct, to see where each one goes.
-const Uuid kCounting = make_uuid(0x01020304, 0x0506, 0x0708, 0x09, 0x0a, {11, 12, 13, 14, 15, 16});
+const Uuid kCounting =
+    make_uuid({0x01020304, 0x0506, 0x0708, 0x09, 0x0a, {11, 12, 13, 14, 15, 16}});
 
 TEST(Uuid, PrintsAsTheDocumentedFormatsDo) {
   EXPECT_EQ(kSample.std_str(false), "123e4567.e89b12d3.a456.42:66:14:17:40:00");
@@ -62,7 +53,7 @@ TEST(Uuid, PrintsAsTheDocumentedFormatsDo) {
 }
 
 TEST(UuidParse, AcceptsWhatTheScanFormatsAccept) {
-  const Uuid small = make_uuid(1, 2, 3, 4, 5, {6, 7, 8, 9, 10, 11});
+  const Uuid small = make_uuid({1, 2, 3, 4, 5, {6, 7, 8, 9, 10, 11}});
   const std::pair<std::string, Uuid> cases[] = {
       {"123e4567.e89b12d3.a456.42:66:14:17:40:00", kSample},
       {"123e4567-e89b-12d3-a456-426614174000", kSample},
@@ -78,18 +69,18 @@ TEST(UuidParse, AcceptsWhatTheScanFormatsAccept) {
       // Widths are maximum widths: a separator may end a group early.
       {"1-2-3-0405-060708090a0b", small},
       {"1.00023.045.6:7:8:9:a:b", small},
-      {"00000001000200030405060708090a0", make_uuid(1, 2, 3, 4, 5, {6, 7, 8, 9, 10, 0})},
+      {"00000001000200030405060708090a0", make_uuid({1, 2, 3, 4, 5, {6, 7, 8, 9, 10, 0}})},
       // Signs and prefixes; byte fields keep the low 8 bits of 16.
       {"-1-e89b-12d3-a456-426614174000",
-       make_uuid(0xffffffff, 0xe89b, 0x12d3, 0xa4, 0x56, {0x42, 0x66, 0x14, 0x17, 0x40, 0})},
+       make_uuid({0xffffffff, 0xe89b, 0x12d3, 0xa4, 0x56, {0x42, 0x66, 0x14, 0x17, 0x40, 0}})},
       {"123e4567-e89b-12d3--1-1-426614174000",
-       make_uuid(0x123e4567, 0xe89b, 0x12d3, 0xff, 0xff, {0x42, 0x66, 0x14, 0x17, 0x40, 0})},
+       make_uuid({0x123e4567, 0xe89b, 0x12d3, 0xff, 0xff, {0x42, 0x66, 0x14, 0x17, 0x40, 0}})},
       {"0x3e4567-e89b-12d3-a456-426614174000",
-       make_uuid(0x3e4567, 0xe89b, 0x12d3, 0xa4, 0x56, {0x42, 0x66, 0x14, 0x17, 0x40, 0})},
+       make_uuid({0x3e4567, 0xe89b, 0x12d3, 0xa4, 0x56, {0x42, 0x66, 0x14, 0x17, 0x40, 0}})},
       // One byte short, the hyphenated text is read by the compact scan, with its
       // hyphens as signs.
       {"123e4567-e89b-12d3-a456-4266141740",
-       make_uuid(0x123e4567, 0xf177, 0x000b, 0xff, 0x2d, {0x03, 0xf6, 0x45, 0x06, 0xfc, 0x26})},
+       make_uuid({0x123e4567, 0xf177, 0x000b, 0xff, 0x2d, {0x03, 0xf6, 0x45, 0x06, 0xfc, 0x26}})},
   };
   for (const auto& [text, expected] : cases) {
     SCOPED_TRACE(text);

@@ -3,7 +3,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
@@ -16,36 +15,21 @@
 namespace Zel {
 namespace {
 
-using Key = std::pair<std::uint64_t, std::uint64_t>;
-
-void expect_no_duplicates(std::vector<Key> keys) {
-  std::sort(keys.begin(), keys.end());
-  const auto repeated = std::adjacent_find(keys.begin(), keys.end());
-  EXPECT_EQ(repeated, keys.end()) << "a UUID was generated twice";
-}
-
 TEST(UuidGeneratorConcurrency, ThreadsNeverRepeat) {
   constexpr int kThreads = 4;
   constexpr int kPerThread = 150000;
-  std::vector<std::vector<Key>> results(kThreads);
+  std::vector<std::vector<qbs_uuid_s>> results(kThreads);
   std::vector<std::thread> threads;
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&results, t] {
-      results[t].reserve(kPerThread);
-      for (int i = 0; i < kPerThread; ++i) {
-        qbs_uuid_s u;
-        if (kzserver_qbs_uuid_gen(&u) != 0) return;
-        results[t].push_back(zel_test::key_of(u));
-      }
+      results[t].resize(kPerThread);
+      for (qbs_uuid_s& u : results[t]) ASSERT_EQ(kzserver_qbs_uuid_gen(&u), 0);
     });
   }
   for (auto& thread : threads) thread.join();
-  std::vector<Key> all;
-  for (const auto& r : results) {
-    ASSERT_EQ(r.size(), static_cast<std::size_t>(kPerThread));
-    all.insert(all.end(), r.begin(), r.end());
-  }
-  expect_no_duplicates(std::move(all));
+  std::vector<qbs_uuid_s> all;
+  for (const auto& r : results) all.insert(all.end(), r.begin(), r.end());
+  zel_test::expect_all_distinct(all);
 }
 
 // Writes `count` UUIDs to `fd` and ends the child; exit status 1 on any failure.
@@ -71,8 +55,8 @@ TEST(UuidGeneratorConcurrency, ThreadsNeverRepeat) {
 TEST(UuidGeneratorConcurrency, ForkedChildrenNeverRepeat) {
   constexpr int kChildren = 4;
   constexpr int kPerProcess = 100000;
-  std::vector<Key> all;
-  for (int i = 0; i < 1000; ++i) all.push_back(zel_test::key_of(Uuid::gen()));
+  std::vector<qbs_uuid_s> all;
+  for (int i = 0; i < 1000; ++i) all.push_back(Uuid::gen());
 
   std::vector<pid_t> children;
   std::vector<int> pipes;
@@ -89,33 +73,30 @@ TEST(UuidGeneratorConcurrency, ForkedChildrenNeverRepeat) {
     children.push_back(pid);
     pipes.push_back(fds[0]);
   }
-  for (int i = 0; i < kPerProcess; ++i) all.push_back(zel_test::key_of(Uuid::gen()));
+  for (int i = 0; i < kPerProcess; ++i) all.push_back(Uuid::gen());
 
   // A child blocks on its full pipe until its turn comes to be read.
-  std::vector<std::vector<char>> received(kChildren);
-  char buffer[65536];
   for (int c = 0; c < kChildren; ++c) {
-    ssize_t n;
-    while ((n = read(pipes[c], buffer, sizeof buffer)) != 0) {
+    std::vector<char> received;
+    char buffer[65536];
+    for (ssize_t n; (n = read(pipes[c], buffer, sizeof buffer)) != 0;) {
       if (n < 0 && errno == EINTR) continue;
       ASSERT_GT(n, 0);
-      received[c].insert(received[c].end(), buffer, buffer + n);
+      received.insert(received.end(), buffer, buffer + n);
     }
     close(pipes[c]);
-  }
-  for (int c = 0; c < kChildren; ++c) {
     int status = 0;
     ASSERT_EQ(waitpid(children[c], &status, 0), children[c]);
     ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "child " << c;
-    ASSERT_EQ(received[c].size(), kPerProcess * sizeof(qbs_uuid_s)) << "child " << c;
-    for (std::size_t at = 0; at < received[c].size(); at += sizeof(qbs_uuid_s)) {
+    ASSERT_EQ(received.size(), kPerProcess * sizeof(qbs_uuid_s)) << "child " << c;
+    for (std::size_t at = 0; at < received.size(); at += sizeof(qbs_uuid_s)) {
       qbs_uuid_s u;
-      std::memcpy(&u, received[c].data() + at, sizeof u);
+      std::memcpy(&u, received.data() + at, sizeof u);
       ASSERT_EQ(zel_test::pid_bits_of(u), static_cast<std::uint32_t>(children[c]) & 0xFFFF);
-      all.push_back(zel_test::key_of(u));
+      all.push_back(u);
     }
   }
-  expect_no_duplicates(std::move(all));
+  zel_test::expect_all_distinct(all);
 }
 
 // A child forked while another thread holds the generator's lock must not
