@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -31,17 +32,30 @@ std::string utc_text(time_t t, const char* format) {
 std::string iso(time_t t) { return utc_text(t, "%Y-%m-%dT%H:%M:%SZ"); }
 std::string rfc(time_t t) { return utc_text(t, "%a, %d %b %Y %H:%M:%S GMT"); }
 
-// Sets the process's time zone for the life of the object, and UTC after it.
+// Sets the process's time zone for the life of the object, then restores the
+// zone the process had.
 class TimeZone {
  public:
-  explicit TimeZone(const char* zone) { set(zone); }
-  ~TimeZone() { set("UTC"); }
+  explicit TimeZone(const char* zone) {
+    if (const char* old = std::getenv("TZ")) old_ = old;
+    set(zone);
+  }
+  ~TimeZone() {
+    if (old_) {
+      set(old_->c_str());
+    } else {
+      unsetenv("TZ");
+      tzset();
+    }
+  }
 
  private:
   static void set(const char* zone) {
     setenv("TZ", zone, 1);
     tzset();
   }
+
+  std::optional<std::string> old_;
 };
 
 const char* const kZones[] = {
