@@ -1,11 +1,14 @@
 #include "zel/qrpexception.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <utility>
 
 #include "test_resource.h"
 #include "zel/exception.h"
+#include "zel/logadaptor.h"
 
 namespace Zel {
 namespace {
@@ -14,7 +17,21 @@ using Arg = UMessage::Arg;
 
 const UMessage kMessage(zelutil, 4, Arg("Zel::f"));
 
-TEST(QRPException, RaisingACopyDropsTheSubclass) {
+class MockLogger : public Log::Logger {
+ public:
+  MOCK_METHOD(void, info, (const char*, int), (override));
+  MOCK_METHOD(void, warning, (const char*, int), (override));
+  MOCK_METHOD(void, error, (const char*, int), (override));
+};
+
+// The levels of raise() are checked on the log file (logadaptor_test.cpp); here
+// the copying form logs the message it is given.
+TEST(QRPException, RaisingACopyLogsItAndDropsTheSubclass) {
+  testing::StrictMock<MockLogger> logger;
+  Log::Logger* const saved_logger = std::exchange(Log::LogAdaptor::logger_zel, &logger);
+  QRPException::g_logging_enabled = true;
+  const char* const text = "QZMLK0655E XmlTag::lookup(): called with illegal id value.";
+  EXPECT_CALL(logger, error(testing::StrEq(text), 0));
   StateException state(kMessage);
   state = StateException(UMessage(zelutil, 5));
   bool caught_as_state = false;
@@ -29,6 +46,8 @@ TEST(QRPException, RaisingACopyDropsTheSubclass) {
     EXPECT_EQ(e.message().number(), 5);
   }
   EXPECT_FALSE(caught_as_state);
+  QRPException::g_logging_enabled = false;
+  Log::LogAdaptor::logger_zel = saved_logger;
 }
 
 TEST(QRPException, OwnsClonesOfResourceAndCauses) {
