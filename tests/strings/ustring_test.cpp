@@ -270,7 +270,7 @@ TEST(UStringDecode, Utf8OfEveryLengthAroundTheOnePassLimit) {
   }
 }
 
-TEST(UStringDecode, ConverterErrorsLeaveWhatICUProducedUnknownSetsNothing) {
+TEST(UStringDecode, ConverterErrorsKeepICUsOutputAndUnknownSetsKeepTheText) {
   UString s;
   s.assign(std::string("\xC3\x28"), "utf8");
   EXPECT_FALSE(s.empty());
