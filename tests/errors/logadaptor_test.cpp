@@ -51,24 +51,24 @@ TEST(LogAdaptor, NullDirectoryMeansTheCurrentOne) {
   free(previous);
 }
 
-// Raised exceptions reach the log file at their level once logging is on.
+// Raised exceptions reach the "Zel" logger at their level once logging is on;
+// levels other than the three log nothing.
 TEST(LogAdaptor, RaisedExceptionsAreLoggedWhenEnabled) {
   ScratchDir dir;
   ASSERT_NE(Log::LogAdaptor::initialize("srv", dir.path().c_str(), "info", 0), nullptr);
   const UMessage m(zelutil, 21, UMessage::Arg("x@"), UMessage::Arg("no name"));
   auto raise_at = [&](int level) {
     try {
-      QRPException::raise(QRPException::QRP_RC_ZELUTIL, m, nullptr, nullptr,
+      QRPException::raise(static_cast<QRPException::qrp_reason_code_t>(7), m, nullptr, nullptr,
                           static_cast<QRPException::qrp_log_level_t>(level));
-    } catch (const QRPException&) {
+    } catch (const QRPException& e) {
+      EXPECT_EQ(e.qrp_reason_code(), 7);
+      EXPECT_EQ(e.message().number(), 21);
     }
   };
   raise_at(2);  // logging still off
   QRPException::g_logging_enabled = true;
-  raise_at(0);
-  raise_at(1);
-  raise_at(2);
-  raise_at(7);
+  for (int level : {0, 1, 2, 3, -1}) raise_at(level);
   QRPException::g_logging_enabled = false;
   raise_at(2);
   Log::LogAdaptor::logger_zel->error("flush", 0);  // error lines are written out at once

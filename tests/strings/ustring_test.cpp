@@ -14,12 +14,10 @@ std::u16string units(const UString& s) { return std::u16string(s.c_str(), s.leng
 
 constexpr auto npos = UString::npos;
 
-TEST(UStringConstruct, CharIsMaskedToSevenBits) {
+TEST(UStringConstruct, FromEachKindOfSource) {
   EXPECT_EQ(units(UString('a')), u"a");
-  EXPECT_EQ(units(UString(static_cast<char>(0xE9))), u"i");
-}
-
-TEST(UStringConstruct, WideCharactersAreCodePoints) {
+  EXPECT_EQ(units(UString(static_cast<char>(0xE9))), u"i");  // a char is masked to seven bits
+  // Wide characters are code points.
   EXPECT_EQ(units(UString(std::wstring{L'a', static_cast<wchar_t>(0x1F600), L'b'})),
             (std::u16string{u'a', 0xD83D, 0xDE00, u'b'}));
   EXPECT_EQ(units(UString(std::wstring{static_cast<wchar_t>(0x10FFFF)})),
@@ -28,9 +26,6 @@ TEST(UStringConstruct, WideCharactersAreCodePoints) {
   EXPECT_EQ(units(UString(std::wstring{L'x', static_cast<wchar_t>(0x110000),
                                        static_cast<wchar_t>(-1), L'y'})),
             u"xy");
-}
-
-TEST(UStringConstruct, FromBytesUnitsAndNull) {
   EXPECT_EQ(units(UString("caf\xC3\xA9", "UTF-8")), u"caf\u00E9");
   EXPECT_EQ(units(UString("caf\xE9", "ISO-8859-1")), u"caf\u00E9");
   EXPECT_EQ(units(UString(Utf8String("\xE2\x82\xAC"))), u"\u20AC");
@@ -75,16 +70,13 @@ TEST(UStringCompare, OrdersByCodeUnits) {
   EXPECT_TRUE(UString(u"a") != UString(u"b"));
 }
 
-TEST(UStringModify, AssignWithZeroCountTakesTheWholeText) {
+TEST(UStringModify, AssignInsertReplaceAndSetAt) {
   UString s(u"old");
-  s.assign(u"abc", 0);
-  EXPECT_EQ(units(s), u"abc");
   s.assign(u"abcdef", 2);
   EXPECT_EQ(units(s), u"ab");
-}
-
-TEST(UStringModify, InsertReplaceAndSetAtPinPositions) {
-  UString s(u"abc");
+  s.assign(u"abc", 0);  // a zero count takes the whole text
+  EXPECT_EQ(units(s), u"abc");
+  // Positions past the end are pinned.
   s.insert(1, u'X').insert(99, UString(u"END")).insert(0, u"<");
   EXPECT_EQ(units(s), u"<aXbcEND");
   s.replace(1, 3, UString(u"--")).replace(5, npos, u"!");
@@ -137,10 +129,7 @@ TEST(UStringSearch, StartIsReadAsSigned) {
   EXPECT_EQ(s.find(u'b', 99), npos);         // past the end: nothing
   EXPECT_EQ(s.find(u"ca", 0), 2u);
   EXPECT_EQ(s.find(UString(u"bc"), 2), 4u);
-}
-
-TEST(UStringSearch, EmptyNeedleFindsNothing) {
-  const UString s(u"abc");
+  // An empty needle finds nothing.
   EXPECT_EQ(s.find(u""), npos);
   EXPECT_EQ(s.find(UString()), npos);
   EXPECT_EQ(s.find(static_cast<const UChar*>(nullptr)), npos);
@@ -167,7 +156,7 @@ TEST(UStringSearch, FindFirstOfTakesTheLeastIndex) {
 
 // --- Conversions --------------------------------------------------------------
 
-TEST(UStringEncode, Utf8) {
+TEST(UStringEncode, Utf8AndResultsStopAtTheFirstZeroByte) {
   bool failed = true;
   EXPECT_EQ(UString().std_str("UTF-8", failed), "");
   EXPECT_FALSE(failed);
@@ -176,10 +165,7 @@ TEST(UStringEncode, Utf8) {
             "b");
   EXPECT_FALSE(failed);
   EXPECT_EQ(UString(u"\U0001F600").utf8_str(), "\xF0\x9F\x98\x80");
-}
-
-TEST(UStringEncode, ResultsStopAtTheFirstZeroByte) {
-  bool failed = true;
+  // Results stop at the first zero byte.
   EXPECT_EQ(UString(u"A").std_str("UTF-16BE", failed), "");
   EXPECT_FALSE(failed);
   EXPECT_EQ(UString(u"A").std_str("UTF-16LE", failed), "A");
@@ -188,7 +174,7 @@ TEST(UStringEncode, ResultsStopAtTheFirstZeroByte) {
   EXPECT_EQ(with_zero.std_str("ISO-8859-1", failed), "ab");
 }
 
-TEST(UStringEncode, Utf8FailureIsNotFlaggedButAConvertersIs) {
+TEST(UStringEncode, FailuresGiveEmptyOrSubstitutedText) {
   const UString lone_surrogate(std::u16string{u'a', 0xD800, u'b'});
   bool failed = true;
   EXPECT_EQ(lone_surrogate.std_str("UTF-8", failed), "");
@@ -198,18 +184,13 @@ TEST(UStringEncode, Utf8FailureIsNotFlaggedButAConvertersIs) {
   const std::string substituted = lone_surrogate.std_str("utf8", failed);
   EXPECT_EQ(substituted.front(), 'a');
   EXPECT_EQ(substituted.back(), 'b');
-}
-
-TEST(UStringEncode, UnmappableCharactersAreSubstituted) {
-  bool failed = false;
+  // Characters a set cannot map are substituted too.
   EXPECT_EQ(UString(u"a\u20ACb").std_str("ISO-8859-1", failed),
             "a\x1A"
             "b");
-}
-
-TEST(UStringEncode, UnknownCharsetGivesEmptyUnflagged) {
+  // An unknown set gives nothing, unflagged.
   const UString s(u"abc");
-  bool failed = true;
+  failed = true;
   EXPECT_EQ(s.std_str("no-such-charset", failed), "");
   EXPECT_FALSE(failed);
   // The failed lookup dropped the old converter; a good name works again.
@@ -289,18 +270,15 @@ TEST(UStringDecode, Utf8OfEveryLengthAroundTheOnePassLimit) {
   }
 }
 
-TEST(UStringDecode, ConverterErrorsLeaveWhatICUProduced) {
+TEST(UStringDecode, ConverterErrorsKeepICUsOutputAndUnknownSetsKeepTheText) {
   UString s;
   s.assign(std::string("\xC3\x28"), "utf8");
   EXPECT_FALSE(s.empty());
   EXPECT_EQ(s[s.length() - 1], u'(');
   s.assign(std::string("A\0B\0", 4), "UTF-16LE");
   EXPECT_EQ(units(s), u"AB");
-}
-
-TEST(UStringDecode, UnknownCharsetLeavesTheTextUnchanged) {
-  UString s(u"keep");
-  s.assign(std::string("bytes"), "no-such-charset");
+  // An unknown set leaves the text unchanged.
+  s.assign(u"keep", 0).assign(std::string("bytes"), "no-such-charset");
   EXPECT_EQ(units(s), u"keep");
   s.assign(std::string(), "no-such-charset");
   EXPECT_TRUE(s.empty());
