@@ -1,6 +1,7 @@
 #include "zel/ustring.h"
 
 #include <gtest/gtest.h>
+#include <unicode/utypes.h>
 
 #include <sstream>
 #include <string>
@@ -195,6 +196,24 @@ TEST(UStringEncode, FailuresGiveEmptyOrSubstitutedText) {
   EXPECT_FALSE(failed);
   // The failed lookup dropped the old converter; a good name works again.
   EXPECT_EQ(s.std_str("ISO-8859-1", failed), "abc");
+}
+
+TEST(UStringEncode, AnyStatusButSuccessFromTheConverterIsFlagged) {
+  const UString s(u"abc");
+  bool failed = true;
+  EXPECT_EQ(s.std_str("ISO-8859-1", failed), "abc");
+  EXPECT_FALSE(failed);
+  // A warning counts as much as an error; the converted text is still returned.
+  for (const UErrorCode status : {U_USING_DEFAULT_WARNING, U_INVALID_CHAR_FOUND}) {
+    zel_test::report_on_next_conversion(status);
+    EXPECT_EQ(s.std_str("ISO-8859-1", failed), "abc") << u_errorName(status);
+    EXPECT_TRUE(failed) << u_errorName(status);
+  }
+  // The UTF-8 path never reports failure.
+  zel_test::report_on_next_conversion(U_INVALID_CHAR_FOUND);
+  EXPECT_EQ(s.std_str("UTF-8", failed), "abc");
+  EXPECT_FALSE(failed);
+  zel_test::report_on_next_conversion(U_ZERO_ERROR);
 }
 
 TEST(UStringEncode, ConverterIsOpenedOncePerCharsetAndNotShared) {
