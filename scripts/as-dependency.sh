@@ -15,10 +15,11 @@ fail() { echo "as-dependency: $*" >&2; exit 1; }
 
 for shared in ON OFF; do
   build="$work/fetchcontent-$shared"
-  cmake -S tests/fetchcontent -B "$build" -G Ninja -DZEL_SOURCE_DIR="$PWD" \
+  cmake -S tests/fetchcontent -B "$build" -G Ninja --no-warn-unused-cli -DZEL_SOURCE_DIR="$PWD" \
     -DCMAKE_BUILD_TYPE=Release -DBUILD_SHARED_LIBS="$shared" \
     -DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON -DCMAKE_DISABLE_FIND_PACKAGE_benchmark=ON \
-    -DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON -DCMAKE_DISABLE_FIND_PACKAGE_EXPAT=ON >/dev/null
+    -DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON -DCMAKE_DISABLE_FIND_PACKAGE_EXPAT=ON \
+    -DZEL_INSTALL=ON >/dev/null
   ! ninja -C "$build" -t commands | grep -q -- -Werror || fail "-Werror in a consumer's build"
   cmake --build "$build" >/dev/null
   # Every ELF executable outside CMake's own compiler checks: the consumer alone.
@@ -33,6 +34,17 @@ for shared in ON OFF; do
     find "$build" -name libzelutil.a | grep -q . && find "$build" -name libqvlogger.a | grep -q . ||
       fail "no static libraries built"
     ! grep -Eq 'libzelutil|libqvlogger' <<<"$needed" || fail "the static consumer loads: $needed"
+    # The static libraries installed serve the CMake package and pkg-config --static.
+    cmake --install "$build/_deps/zelutil-build" --prefix "$work/static" >/dev/null
+    cmake -S tests/consumer -B "$work/static-consumer" -G Ninja \
+      -DCMAKE_PREFIX_PATH="$work/static" >/dev/null
+    cmake --build "$work/static-consumer" >/dev/null
+    "$work/static-consumer/consumer" >/dev/null
+    pcdir=$(dirname "$(find "$work/static" -name zelutil.pc)")
+    # shellcheck disable=SC2046
+    g++ -std=c++17 tests/consumer/main.cpp -o "$work/static-consumer-pc" \
+      $(PKG_CONFIG_PATH="$pcdir" pkg-config --static --cflags --libs zelutil)
+    "$work/static-consumer-pc" >/dev/null
   fi
   echo "FetchContent, BUILD_SHARED_LIBS=$shared: ok"
 done
