@@ -4,15 +4,19 @@
 # makes libzelutil1, libzelutil-dev and zelutil-tools. A file installed with
 # COMPONENT tools goes into zelutil-tools; a file without a component goes
 # into no package.
-set(ZEL_PACKAGE_MAINTAINER "libzelutil developers <libzelutil@localhost>"
+# A placeholder address: a release sets its own.
+set(ZEL_PACKAGE_MAINTAINER "libzelutil developers <libzelutil@example.org>"
     CACHE STRING "Maintainer field of the Debian packages")
 set(ZEL_PACKAGE_RELEASE 1 CACHE STRING "Debian revision of the packages")
 
 set(CPACK_PACKAGE_NAME libzelutil)
 set(CPACK_PACKAGE_VERSION "${PROJECT_VERSION}")
 set(CPACK_PACKAGE_CONTACT "${ZEL_PACKAGE_MAINTAINER}")
-set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
 set(CPACK_STRIP_FILES ON)
+# The first line of each description below is its package's synopsis. CPack
+# puts the project's summary before it unless the summary is CPack's default
+# text, so the summary is that text (it appears in no package).
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${CMAKE_PROJECT_NAME} built using CMake")
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_ALL runtime dev tools)
@@ -29,27 +33,29 @@ set(zel_deb_version "${PROJECT_VERSION}-${ZEL_PACKAGE_RELEASE}")
 
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libzelutil1)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
-set(CPACK_COMPONENT_RUNTIME_DESCRIPTION "${PROJECT_DESCRIPTION}
- libzelutil gives the server and its clients one text type over ICU, catalogued
- exceptions, resource selectors, the XML tags of the wire protocol,
- identifiers, credentials, temporary files, WebDAV dates and optional ARM 4.0
- response-time measurement. This package holds the shared libraries.")
+set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "foundation library of the configuration-management server
+libzelutil gives the server and its clients one text type over ICU, catalogued
+exceptions, resource selectors, the XML tags of the wire protocol, identifiers,
+credentials, temporary files, WebDAV dates and optional ARM 4.0 response-time
+measurement. This package holds the shared libraries.")
+# The shared libraries are registered with ldconfig by trigger.
+file(WRITE "${PROJECT_BINARY_DIR}/debian/triggers" "activate-noawait ldconfig\n")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA "${PROJECT_BINARY_DIR}/debian/triggers")
 
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME libzelutil-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 # The public headers include ICU's.
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "libzelutil1 (= ${zel_deb_version}), libicu-dev")
-set(CPACK_COMPONENT_DEV_DESCRIPTION "${PROJECT_DESCRIPTION} (development files)
- The headers, the CMake package zelutil (find_package(zelutil), target
- zelutil::zelutil) and the pkg-config file zelutil.pc of libzelutil.")
+set(CPACK_DEBIAN_DEV_DESCRIPTION "foundation library of the configuration-management server (headers)
+The headers, the CMake package zelutil (find_package(zelutil), target
+zelutil::zelutil) and the pkg-config file zelutil.pc of libzelutil.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME zelutil-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libzelutil1 (= ${zel_deb_version})")
-set(CPACK_COMPONENT_TOOLS_DESCRIPTION "${PROJECT_DESCRIPTION} (tools)
- The zelutil command-line tool, which exercises the library from the shell,
- and the arm4-trace ARM 4.0 runtime, which writes what a program measures to
- a file.")
+set(CPACK_DEBIAN_TOOLS_DESCRIPTION "tools of the configuration-management foundation library
+The zelutil command-line tool, which exercises libzelutil from the shell, and
+the arm4-trace ARM 4.0 runtime, which writes what a program measures to a file.")
 # The tool links libzelutil.so.1 of the runtime package, not an installed one.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${PROJECT_BINARY_DIR}/src"
     "${PROJECT_BINARY_DIR}/src/qvlogger")
