@@ -51,10 +51,11 @@ done
 
 cmake --preset release >/dev/null
 cmake --build --preset release >/dev/null
-(cd build/release && cpack -G DEB -B "$work/deb" >/dev/null)
+(cd build/release && cpack -G DEB -B "$work/deb" >"$work/cpack.log" 2>&1) ||
+  { cat "$work/cpack.log"; fail "cpack failed"; }
 debs=("$work"/deb/*.deb)
 [ ${#debs[@]} -eq 3 ] || fail "expected three packages, got: ${debs[*]}"
-lintian --fail-on error --no-tag-display-limit "${debs[@]}"
+lintian --fail-on error --tag-display-limit 0 "${debs[@]}"
 dpkg-deb -f "$work"/deb/libzelutil1_*.deb Depends | grep -q 'libicu[0-9]' ||
   fail "libzelutil1 does not depend on ICU"
 root="$work/root"
