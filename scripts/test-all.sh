@@ -76,4 +76,7 @@ echo "installed arm4-trace: ok"
 step "fuzz targets"
 scripts/fuzz.sh "${ZEL_FUZZ_SECONDS:-20}"
 
+step "as a dependency: FetchContent (shared, static) and the Debian packages"
+scripts/as-dependency.sh
+
 step "all checks passed"

@@ -7,11 +7,22 @@
 //   libzelutil                        1.0.0.0 "nightly" (Sun Nov 22 10:15:00 2026)
 //
 // Plain C entry points with undecorated names, callable from any language.
+//
+// The same version is known to the preprocessor, for code that must build
+// against more than one release:
+//
+//   #if ZEL_VERSION >= 1010000  // 1.1.0.0 or later
+//
+// ZEL_VERSION_MAJOR, ZEL_VERSION_MINOR, ZEL_VERSION_PATCH and ZEL_VERSION_TWEAK
+// are the four numbers; ZEL_VERSION is major * 1000000 + minor * 10000 +
+// patch * 100 + tweak. They describe the headers compiled against, which may
+// be older than the library loaded at run time: the version line tells that one.
 
 #ifndef ZEL_VERSION_H_
 #define ZEL_VERSION_H_
 
 #include "zel/export.h"
+#include "zel/version_numbers.h"
 
 #ifdef __cplusplus
 extern "C" {

@@ -1,7 +1,11 @@
-// Uses the installed library through its umbrella header only.
+// Uses the library, installed or built alongside, through its umbrella header only.
 #include <zel/zel.h>
 
 #include <cstdio>
+
+#if !defined(ZEL_VERSION) || ZEL_VERSION < 1000000
+#error "<zel/version.h> lacks the version macros"
+#endif
 
 int main() {
   const Zel::UString text(Zel::Utf8String("caf\xC3\xA9"));

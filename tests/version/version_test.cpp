@@ -33,4 +33,13 @@ TEST(VersionLine, PrintWritesTheSameBytes) {
   EXPECT_EQ(testing::internal::GetCapturedStdout(), line);
 }
 
+TEST(VersionMacros, SpellTheProjectVersionAndCompareAsOneNumber) {
+  const std::string spelt =
+      std::to_string(ZEL_VERSION_MAJOR) + "." + std::to_string(ZEL_VERSION_MINOR) + "." +
+      std::to_string(ZEL_VERSION_PATCH) + "." + std::to_string(ZEL_VERSION_TWEAK);
+  EXPECT_EQ(spelt, ZEL_TEST_PROJECT_VERSION);
+  EXPECT_EQ(ZEL_VERSION, ZEL_VERSION_MAJOR * 1000000 + ZEL_VERSION_MINOR * 10000 +
+                             ZEL_VERSION_PATCH * 100 + ZEL_VERSION_TWEAK);
+}
+
 }  // namespace
