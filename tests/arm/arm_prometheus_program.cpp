@@ -2,9 +2,10 @@
 // whatever libarm4.so the library loads (CTest puts arm4-prometheus first).
 // Prints "arm on" or "arm off" once the ARM application is registered, then:
 //
-//   arm_prometheus_program run GOOD FAILED
+//   arm_prometheus_program run GOOD FAILED [NAMES]
 //     runs GOOD good and FAILED failed "Checkout" transactions over three
-//     threads, and one good transaction whose name needs escaping;
+//     threads, one good transaction whose name needs escaping, and one good
+//     transaction of each of NAMES more names, "name-0" and up;
 //   arm_prometheus_program busy THREADS
 //     THREADS threads start and stop "Checkout" until standard input ends, then
 //     it prints how many ran;
@@ -40,10 +41,16 @@ void wait_for_end_of_input() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::string mode = argc == 4 || argc == 3 ? argv[1] : "";
+  const std::string mode = argc >= 3 && argc <= 5 ? argv[1] : "";
   if (mode != "run" && mode != "busy") {
-    std::fprintf(stderr, "usage: %s run GOOD FAILED | busy THREADS\n", argv[0]);
+    std::fprintf(stderr, "usage: %s run GOOD FAILED [NAMES] | busy THREADS\n", argv[0]);
     return 2;
+  }
+  // Registered with the others, so constructed before the application registers.
+  std::vector<ArmApplication::OperationRegistrar*> names;
+  for (int i = argc == 5 ? std::atoi(argv[4]) : 0; i > 0; --i) {
+    names.push_back(new ArmApplication::OperationRegistrar(
+        Zel::UString(Zel::Utf8String("name-" + std::to_string(names.size())))));
   }
   Zel::ArmBuffer none(false);
   if (ArmApplication::register_application(1, Zel::UString(u"zel-test"), &none) >= 0) {
@@ -66,7 +73,11 @@ int main(int argc, char** argv) {
         for (int i = t; i < good + bad; i += THREADS) {
           if (!measure(g_checkout, i < good ? ARM_STATUS_GOOD : ARM_STATUS_FAILED)) failed = true;
         }
-        if (t == 0 && !measure(g_quoted, ARM_STATUS_GOOD)) failed = true;
+        if (t != 0) return;
+        if (!measure(g_quoted, ARM_STATUS_GOOD)) failed = true;
+        for (const auto* name : names) {
+          if (!measure(*name, ARM_STATUS_GOOD)) failed = true;
+        }
       });
     }
   } else {

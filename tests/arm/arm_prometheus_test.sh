@@ -121,15 +121,21 @@ case "$mode" in
     done
     finish holder 3
     port=$(free_port)
-    ZEL_ARM_PROMETHEUS=127.0.0.1:$port ZEL_ARM_PROMETHEUS_BUCKETS=0.5,1,2.5 start custom 3 run 2 0
+    # Custom buckets; and 1,002 names, of which the last two are counted as "other".
+    ZEL_ARM_PROMETHEUS=127.0.0.1:$port ZEL_ARM_PROMETHEUS_BUCKETS=0.5,1,2.5 \
+      start custom 3 run 2 0 1000
     wait_for custom ran
     scrape "$port"
     good='application="zel-test",status="good",transaction="Checkout"'
     [ "$(grep -c "^zel_arm_transaction_duration_seconds_bucket{$good" "$tmp/metrics")" = 4 ] ||
       fail "ZEL_ARM_PROMETHEUS_BUCKETS=0.5,1,2.5 did not give 4 buckets"
     expect_line "zel_arm_transaction_duration_seconds_bucket{$good,le=\"2.5\"} 2"
+    [ "$(grep -c '^zel_arm_transactions_total{.*status="good"' "$tmp/metrics")" = 1001 ] ||
+      fail "not 1,000 transaction names and other"
+    expect_line 'zel_arm_transactions_total{application="zel-test",status="good",transaction="name-997"} 1'
+    expect_line 'zel_arm_transactions_total{application="zel-test",status="good",transaction="other"} 2'
     finish custom 3
-    echo "ok   custom buckets"
+    echo "ok   custom buckets, 1,000 names"
     ;;
   prometheus)
     if ! command -v prometheus >/dev/null; then
@@ -151,15 +157,22 @@ EOF
     prometheus --config.file="$tmp/prometheus.yml" --storage.tsdb.path="$tmp/data" \
       --web.listen-address="127.0.0.1:$server_port" >"$tmp/server.err" 2>&1 &
     pids+=($!)
-    query='sum by (status) (zel_arm_transactions_total{transaction="Checkout",status="good"})'
+    query='zel_arm_transactions_total{application="zel-test",transaction="Checkout",status="good"}'
+    # The single value of the query's answer, or nothing.
+    value_of() {
+      python3 -c 'import json, sys
+result = json.load(sys.stdin)["data"]["result"]
+print(result[0]["value"][1] if len(result) == 1 else "")' <"$1" 2>/dev/null
+    }
+    value=
     for _ in $(seq 60); do
       sleep 1
       curl -sf --max-time 5 "http://127.0.0.1:$server_port/api/v1/query" \
         --data-urlencode "query=$query" >"$tmp/answer.out" 2>/dev/null || continue
-      grep -q '"value":\[[0-9.]*,"120"\]' "$tmp/answer.out" && break
+      value=$(value_of "$tmp/answer.out")
+      [ "$value" = 120 ] && break
     done
-    grep -q '"value":\[[0-9.]*,"120"\]' "$tmp/answer.out" 2>/dev/null ||
-      fail "Prometheus never answered 120 good transactions within 60 s"
+    [ "$value" = 120 ] || fail "Prometheus answered '$value', not 120 good transactions, in 60 s"
     echo "ok   prometheus: $(cat "$tmp/answer.out")"
     kill "${pids[-1]}"
     wait "${pids[-1]}" 2>/dev/null
