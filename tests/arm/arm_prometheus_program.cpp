@@ -4,7 +4,8 @@
 //
 //   arm_prometheus_program run GOOD FAILED [NAMES]
 //     runs GOOD good and FAILED failed "Checkout" transactions over three
-//     threads, one good transaction whose name needs escaping, and one good
+//     threads, one with status 7, which is none of the standard's, one good
+//     transaction whose name needs escaping, and one good
 //     transaction of each of NAMES more names, "name-0" and up;
 //   arm_prometheus_program busy THREADS
 //     THREADS threads start and stop "Checkout" until standard input ends, then
@@ -75,6 +76,7 @@ int main(int argc, char** argv) {
         }
         if (t != 0) return;
         if (!measure(g_quoted, ARM_STATUS_GOOD)) failed = true;
+        if (!measure(g_checkout, 7)) failed = true;  // not a status: counted as unknown
         for (const auto* name : names) {
           if (!measure(*name, ARM_STATUS_GOOD)) failed = true;
         }

@@ -85,6 +85,7 @@ case "$mode" in
     expect_line "zel_arm_transactions_total{$good} 120"
     expect_line "zel_arm_transactions_total{$failed} 7"
     expect_line "zel_arm_transactions_total{$(printf "$series" aborted)} 0"
+    expect_line "zel_arm_transactions_total{$(printf "$series" unknown)} 1"
     expect_line "zel_arm_transaction_duration_seconds_count{$good} 120"
     expect_line "zel_arm_transaction_duration_seconds_bucket{$failed,le=\"+Inf\"} 7"
     expect_line 'zel_arm_transactions_total{application="zel-test",status="good",transaction="Grüße \"q\"\\"} 1'

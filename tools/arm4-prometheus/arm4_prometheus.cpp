@@ -33,7 +33,7 @@
 #include <unicode/unistr.h>
 
 #include <array>
-#include <cerrno>
+#include <cctype>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -132,11 +132,9 @@ bool parse_buckets(const std::string& list, prometheus::Histogram::BucketBoundar
     if (end == std::string::npos) end = list.size();
     const std::string item = list.substr(start, end - start);
     char* rest = nullptr;
-    errno = 0;
     const double bound = std::strtod(item.c_str(), &rest);
     if (item.empty() || std::isspace(static_cast<unsigned char>(item[0])) || *rest != '\0' ||
-        errno != 0 || !std::isfinite(bound) || bound <= 0 ||
-        (!out->empty() && bound <= out->back())) {
+        !std::isfinite(bound) || bound <= 0 || (!out->empty() && bound <= out->back())) {
       return false;
     }
     out->push_back(bound);
