@@ -69,7 +69,7 @@ int main(int argc, char** argv) {
     const int bad = std::atoi(argv[3]);
     constexpr int THREADS = 3;
     for (int t = 0; t < THREADS; ++t) {
-      threads.emplace_back([&, t] {
+      threads.emplace_back([&, t, good, bad] {
         ArmPerThreadOperationStack::get_base_correlator();
         for (int i = t; i < good + bad; i += THREADS) {
           if (!measure(g_checkout, i < good ? ARM_STATUS_GOOD : ARM_STATUS_FAILED)) failed = true;
