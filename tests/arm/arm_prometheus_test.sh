@@ -116,7 +116,7 @@ case "$mode" in
     done
     # Well formed, but not an address of this machine.
     run_off "foreign address" "cannot serve metrics" ZEL_ARM_PROMETHEUS=192.0.2.1:$(free_port)
-    for buckets in "" abc "0.5,0.1" "0.1,,1" "0,1" "-1" "0.1, 1" "1e999" "nan"; do
+    for buckets in "" abc "0.5,0.1" "1,1" "0.1,,1" "0,1" "-1" "0.1, 1" "1e999" "nan"; do
       run_off "buckets '$buckets'" "ZEL_ARM_PROMETHEUS_BUCKETS=" \
         ZEL_ARM_PROMETHEUS=127.0.0.1:$(free_port) "ZEL_ARM_PROMETHEUS_BUCKETS=$buckets"
     done
