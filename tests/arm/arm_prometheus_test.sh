@@ -4,7 +4,8 @@
 # Usage: arm_prometheus_test.sh metrics|refusals|prometheus|concurrent PROGRAM
 # (CTest puts the runtime's directory first on LD_LIBRARY_PATH). Exit 77: skipped.
 #   metrics     120 good and 7 failed transactions, counted and clean for promtool
-#   refusals    bad addresses, a taken port and bad buckets leave ARM off, nothing else
+#   refusals    custom buckets and the cap on names apply; bad addresses, a taken
+#               port and bad buckets leave ARM off, and nothing else
 #   prometheus  a real Prometheus server scrapes the program and answers a query
 #   concurrent  threads start and stop transactions while /metrics is scraped
 set -u
@@ -104,10 +105,21 @@ case "$mode" in
     finish app 3
     ;;
   refusals)
+    # A program with custom buckets and 1,002 names, the last two counted as
+    # "other", that then holds its port against a second one.
     port=$(free_port)
-    ZEL_ARM_PROMETHEUS=127.0.0.1:$port start holder 3 run 1 0
+    ZEL_ARM_PROMETHEUS=127.0.0.1:$port ZEL_ARM_PROMETHEUS_BUCKETS=0.5,1,2.5 \
+      start holder 3 run 2 0 1000
     wait_for holder ran
-    grep -qx 'arm on' "$tmp/holder.out" || fail "ARM is off"
+    scrape "$port"
+    good='application="zel-test",status="good",transaction="Checkout"'
+    [ "$(grep -c "^zel_arm_transaction_duration_seconds_bucket{$good" "$tmp/metrics")" = 4 ] ||
+      fail "ZEL_ARM_PROMETHEUS_BUCKETS=0.5,1,2.5 did not give 4 buckets"
+    expect_line "zel_arm_transaction_duration_seconds_bucket{$good,le=\"2.5\"} 2"
+    [ "$(grep -c '^zel_arm_transactions_total{.*status="good"' "$tmp/metrics")" = 1001 ] ||
+      fail "not 1,000 transaction names and other"
+    expect_line 'zel_arm_transactions_total{application="zel-test",status="good",transaction="name-997"} 1'
+    expect_line 'zel_arm_transactions_total{application="zel-test",status="good",transaction="other"} 2'
     run_off taken-port "cannot serve metrics on 127.0.0.1:$port" ZEL_ARM_PROMETHEUS=127.0.0.1:$port
     scrape "$port"  # the first program serves on
     for address in nonsense 127.0.0.1: :9464 127.0.0.1:0 127.0.0.1:65536 127.0.0.1:12x \
@@ -121,22 +133,6 @@ case "$mode" in
         ZEL_ARM_PROMETHEUS=127.0.0.1:$(free_port) "ZEL_ARM_PROMETHEUS_BUCKETS=$buckets"
     done
     finish holder 3
-    port=$(free_port)
-    # Custom buckets; and 1,002 names, of which the last two are counted as "other".
-    ZEL_ARM_PROMETHEUS=127.0.0.1:$port ZEL_ARM_PROMETHEUS_BUCKETS=0.5,1,2.5 \
-      start custom 3 run 2 0 1000
-    wait_for custom ran
-    scrape "$port"
-    good='application="zel-test",status="good",transaction="Checkout"'
-    [ "$(grep -c "^zel_arm_transaction_duration_seconds_bucket{$good" "$tmp/metrics")" = 4 ] ||
-      fail "ZEL_ARM_PROMETHEUS_BUCKETS=0.5,1,2.5 did not give 4 buckets"
-    expect_line "zel_arm_transaction_duration_seconds_bucket{$good,le=\"2.5\"} 2"
-    [ "$(grep -c '^zel_arm_transactions_total{.*status="good"' "$tmp/metrics")" = 1001 ] ||
-      fail "not 1,000 transaction names and other"
-    expect_line 'zel_arm_transactions_total{application="zel-test",status="good",transaction="name-997"} 1'
-    expect_line 'zel_arm_transactions_total{application="zel-test",status="good",transaction="other"} 2'
-    finish custom 3
-    echo "ok   custom buckets, 1,000 names"
     ;;
   prometheus)
     if ! command -v prometheus >/dev/null; then
@@ -159,18 +155,14 @@ EOF
       --web.listen-address="127.0.0.1:$server_port" >"$tmp/server.err" 2>&1 &
     pids+=($!)
     query='zel_arm_transactions_total{application="zel-test",transaction="Checkout",status="good"}'
-    # The single value of the query's answer, or nothing.
-    value_of() {
-      python3 -c 'import json, sys
-result = json.load(sys.stdin)["data"]["result"]
-print(result[0]["value"][1] if len(result) == 1 else "")' <"$1" 2>/dev/null
-    }
     value=
     for _ in $(seq 60); do
       sleep 1
       curl -sf --max-time 5 "http://127.0.0.1:$server_port/api/v1/query" \
         --data-urlencode "query=$query" >"$tmp/answer.out" 2>/dev/null || continue
-      value=$(value_of "$tmp/answer.out")
+      value=$(python3 -c 'import json, sys
+result = json.load(sys.stdin)["data"]["result"]
+print(result[0]["value"][1] if len(result) == 1 else "")' <"$tmp/answer.out" 2>/dev/null)
       [ "$value" = 120 ] && break
     done
     [ "$value" = 120 ] || fail "Prometheus answered '$value', not 120 good transactions, in 60 s"
