@@ -5,16 +5,23 @@
 // empty functions. start_stop/arm_on: the same pair through the arm4-trace
 // runtime, which appends two lines to a trace file in a temporary directory,
 // against the runtime's own two entry points called directly.
+// start_stop/prometheus_vs_trace: the two entry points of the arm4-prometheus
+// runtime (a counter and a histogram updated, served on a loopback port)
+// against those of arm4-trace, both called directly.
 #include "zel/arm.h"
 
+#include <arpa/inet.h>
 #include <benchmark/benchmark.h>
 #include <dlfcn.h>
+#include <netinet/in.h>
 #include <stdlib.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <filesystem>
 #include <string>
+#include <type_traits>
 
 #include "ratio_main.h"
 
@@ -121,6 +128,82 @@ void arm_on_baseline(benchmark::State& state) {
   runtime().switch_off();
 }
 
+// A port nobody listens on now, for the metrics server; 0 when none is found.
+int free_port() {
+  const int fd = ::socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t length = sizeof address;
+  int port = 0;
+  if (fd >= 0 && ::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0 &&
+      ::getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length) == 0) {
+    port = ntohs(address.sin_port);
+  }
+  if (fd >= 0) ::close(fd);
+  return port;
+}
+
+// arm4-prometheus, opened by its path beside arm4-trace (another path is
+// another library to dlopen, whatever its SONAME) once the library has bound
+// arm4-trace, and driven through its entry points.
+class PrometheusRuntime {
+ public:
+  PrometheusRuntime() {
+    void* library = dlopen(ZEL_BENCH_ARM4_PROMETHEUS_FILE, RTLD_NOW | RTLD_LOCAL);
+    if (library == nullptr) return;
+    const auto bind = [library](auto* pointer, const char* name) {
+      *pointer = reinterpret_cast<std::remove_pointer_t<decltype(pointer)>>(dlsym(library, name));
+      return *pointer != nullptr;
+    };
+    decltype(&::arm_register_application) register_application = nullptr;
+    decltype(&::arm_start_application) start_application = nullptr;
+    decltype(&::arm_register_transaction) register_transaction = nullptr;
+    if (!bind(&register_application, "arm_register_application") ||
+        !bind(&start_application, "arm_start_application") ||
+        !bind(&register_transaction, "arm_register_transaction") ||
+        !bind(&start_, "arm_start_transaction") || !bind(&stop_, "arm_stop_transaction")) {
+      return;
+    }
+    const std::string address = "127.0.0.1:" + std::to_string(free_port());
+    ::setenv("ZEL_ARM_PROMETHEUS", address.c_str(), 1);
+    arm_id_t application;
+    ready_ = register_application("bench", nullptr, 0, nullptr, &application) >= 0 &&
+             start_application(&application, nullptr, nullptr, 0, nullptr, &app_handle_) >= 0 &&
+             register_transaction(&application, "Benchmark", nullptr, 0, nullptr, &tran_id_) >= 0;
+  }
+
+  bool ready() const { return ready_; }
+
+  // The pair as the library makes it: a start with a parent correlator, a good stop.
+  void start_stop(const arm_correlator_t& parent) {
+    arm_tran_start_handle_t handle = 0;
+    arm_correlator_t current;
+    benchmark::DoNotOptimize(
+        start_(app_handle_, &tran_id_, &parent,
+               ARM_FLAG_TRACE_REQUEST | ARM_FLAG_BIND_THREAD | ARM_FLAG_CORR_IN_PROCESS, nullptr,
+               &handle, &current));
+    benchmark::DoNotOptimize(stop_(handle, ARM_STATUS_GOOD, 0, nullptr));
+  }
+
+ private:
+  decltype(&::arm_start_transaction) start_ = nullptr;
+  decltype(&::arm_stop_transaction) stop_ = nullptr;
+  arm_app_start_handle_t app_handle_ = 0;
+  arm_id_t tran_id_{};
+  bool ready_ = false;
+};
+
+void prometheus_ours(benchmark::State& state) {
+  static PrometheusRuntime prometheus;
+  if (!prometheus.ready()) {
+    state.SkipWithError("the arm4-prometheus runtime could not be switched on");
+    return;
+  }
+  const arm_correlator_t parent{};
+  for (auto _ : state) prometheus.start_stop(parent);
+}
+
 // The runtime is set up by the first benchmark that runs, from main: linked
 // statically, the library's own static objects may be constructed after ours.
 void register_all() {
@@ -128,6 +211,8 @@ void register_all() {
   benchmark::RegisterBenchmark("start_stop/arm_off/baseline", arm_off_baseline);
   benchmark::RegisterBenchmark("start_stop/arm_on/ours", arm_on_ours);
   benchmark::RegisterBenchmark("start_stop/arm_on/baseline", arm_on_baseline);
+  benchmark::RegisterBenchmark("start_stop/prometheus_vs_trace/ours", prometheus_ours);
+  benchmark::RegisterBenchmark("start_stop/prometheus_vs_trace/baseline", arm_on_baseline);
 }
 
 const int g_registered = (register_all(), 0);

@@ -55,7 +55,8 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libzelutil1 (= ${zel_deb_version})")
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "tools of the configuration-management foundation library
 The zelutil command-line tool, which exercises libzelutil from the shell, and
-the arm4-trace ARM 4.0 runtime, which writes what a program measures to a file.")
+the arm4-trace ARM 4.0 runtime, which writes what a program measures to a file,
+and the arm4-prometheus runtime, which serves it as Prometheus metrics.")
 # The tool links libzelutil.so.1 of the runtime package, not an installed one.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${PROJECT_BINARY_DIR}/src"
     "${PROJECT_BINARY_DIR}/src/qvlogger")

@@ -3,10 +3,11 @@
 # Usage: install-deps.sh demo|test
 set -euo pipefail
 
-build=(g++ cmake ninja-build pkg-config libicu-dev libcli11-dev libspdlog-dev libfmt-dev)
+build=(g++ cmake ninja-build pkg-config libicu-dev libcli11-dev libspdlog-dev libfmt-dev
+       nlohmann-json3-dev prometheus-cpp-dev)
 test=("${build[@]}" libgtest-dev libgmock-dev libbenchmark-dev libexpat1-dev uuid-dev clang
       libclang-rt-14-dev clang-format git tzdata gcovr valgrind doxygen python3 gnuplot-nox
-      lintian dpkg-dev file binutils)
+      lintian dpkg-dev file binutils prometheus curl)
 
 case "${1:-}" in
   demo) wanted=("${build[@]}") ;;

@@ -79,4 +79,16 @@ scripts/fuzz.sh "${ZEL_FUZZ_SECONDS:-20}"
 step "as a dependency: FetchContent (shared, static) and the Debian packages"
 scripts/as-dependency.sh
 
+step "installed arm4-prometheus: scraped, checked by promtool and by a Prometheus server"
+# The test program measured through the installed runtime (the release build's
+# own, installed afresh); a missing prometheus binary fails here, not skips.
+prometheus_prefix=$(mktemp -d)
+cmake --install build/release --prefix "$prometheus_prefix/usr" >/dev/null
+prometheus_runtime=$(find "$prometheus_prefix/usr" -path '*/zelutil/arm4-prometheus/libarm4.so')
+for mode in metrics prometheus; do
+  LD_LIBRARY_PATH=$(dirname "$prometheus_runtime") \
+    bash tests/arm/arm_prometheus_test.sh "$mode" build/release/tests/arm_prometheus_program
+done
+rm -rf "$prometheus_prefix"
+
 step "all checks passed"

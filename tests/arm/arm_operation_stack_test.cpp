@@ -148,8 +148,8 @@ TEST_F(ArmStackTest, TheReportCountsWhatRan) {
   char chunk[256];
   while (std::fgets(chunk, sizeof chunk, pipe) != nullptr) output += chunk;
   EXPECT_EQ(::pclose(pipe), 0);
-  EXPECT_THAT(output, testing::ContainsRegex("\nInner\t2\t1\t[0-9.]+\t[0-9.]+\t[0-9.]+\n"
-                                             "Outer\t4\t1\t[0-9.]+\t[0-9.]+\t[0-9.]+\n$"));
+  EXPECT_THAT(output, testing::ContainsRegex("\nInner\t2\t1(\t[0-9.]+){4}\n"
+                                             "Outer\t4\t1(\t[0-9.]+){4}\n$"));
 }
 #endif
 

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
@@ -17,22 +18,13 @@
 
 namespace zel_test {
 
-// The text of `"key":` in one of the runtime's lines (which have no blanks):
-// a string without its quotes, or a number or null as written.
+// The value of `key` in one of the runtime's lines: a string without its
+// quotes, anything else as JSON text ("12", "null", "[7]").
 inline std::string field(const std::string& line, const std::string& key) {
-  const std::string marker = "\"" + key + "\":";
-  const std::size_t at = line.find(marker);
-  if (at == std::string::npos) return "<missing>";
-  std::size_t start = at + marker.size();
-  if (line[start] == '"') return line.substr(start + 1, line.find('"', start + 1) - start - 1);
-  std::size_t end = start;
-  int depth = 0;
-  while (end < line.size() && (depth > 0 || (line[end] != ',' && line[end] != '}'))) {
-    if (line[end] == '[') ++depth;
-    if (line[end] == ']') --depth;
-    ++end;
-  }
-  return line.substr(start, end - start);
+  const auto object = nlohmann::json::parse(line, nullptr, false);
+  const auto found = object.is_object() ? object.find(key) : object.end();
+  if (found == object.end()) return "<missing>";
+  return found->is_string() ? found->get<std::string>() : found->dump();
 }
 
 inline std::uint64_t number(const std::string& line, const std::string& key) {

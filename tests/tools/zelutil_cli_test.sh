@@ -127,14 +127,47 @@ cat >"$tmp/trace.jsonl" <<'EOF'
 {"event":"stop_transaction","name":"Read","status":0,"response_ns":2000}
 {"event": "stop_transaction", "name": "W\u00e9rk", "status": 0, "response_ns": 1500000}
 EOF
-check arm-report          0 "$(hex $'transaction\tcount\tfailures\tp50_us\tp95_us\tmax_us
-Read\t3\t1\t2.000\t3.000\t3.000
-W\xc3\xa9rk\t1\t0\t1500.000\t1500.000\t1500.000
+check arm-report          0 "$(hex $'transaction\tcount\tfailures\tp50_us\tp90_us\tp99_us\tmax_us
+Read\t3\t1\t2.000\t3.000\t3.000\t3.000
+W\xc3\xa9rk\t1\t0\t1500.000\t1500.000\t1500.000\t1500.000
 ')" - '' -- arm report "$tmp/trace.jsonl"
-printf '{"event":"start_transaction"}\n{"event":"stop_transaction","name":"x",}\n' >"$tmp/bad.jsonl"
-check arm-report-malformed 1 ""            "bad.jsonl:2: not a trace line: expected a quoted key" '' -- arm report "$tmp/bad.jsonl"
-printf '{"event":"stop_transaction","name":"x","status":0}\n' >"$tmp/short.jsonl"
-check arm-report-field    1 ""             'short.jsonl:1: not a trace line: no "response_ns"' '' -- arm report "$tmp/short.jsonl"
+# Nearest rank over 1..100 us: p50 is the 50th value, p90 the 90th, p99 the 99th.
+for i in $(seq 100); do
+  printf '{"event":"stop_transaction","name":"R","status":0,"response_ns":%d000}\n' "$i"
+done >"$tmp/hundred.jsonl"
+check arm-report-json     0 "$(printf '%s' '{
+  "transactions": [
+    {
+      "transaction": "R",
+      "count": 100,
+      "failures": 0,
+      "p50_ns": 50000,
+      "p90_ns": 90000,
+      "p99_ns": 99000,
+      "max_ns": 100000
+    }
+  ]
+}
+' | od -An -tx1 | tr -d ' \n')" - '' -- arm report --format json "$tmp/hundred.jsonl"
+# Lines that cannot be read are named and skipped; the rest still count.
+printf '%s\n' '{"event":"stop_transaction","name":"x",}' '[1]' \
+  '{"event":"stop_transaction","name":"x","status":0}' \
+  '{"event":"stop_transaction","name":"x","status":"0","response_ns":1}' \
+  '{"event":"stop_transaction","name":"x","status":0,"response_ns":-1}' \
+  '{"event":"stop_transaction","name":"x","status":1,"response_ns":7000}' >"$tmp/bad.jsonl"
+check arm-report-skips    0 "$(hex $'transaction\tcount\tfailures\tp50_us\tp90_us\tp99_us\tmax_us
+x\t1\t1\t7.000\t7.000\t7.000\t7.000
+')" - '' -- arm report "$tmp/bad.jsonl"
+err=$("$zelutil" arm report "$tmp/bad.jsonl" 2>&1 >/dev/null)
+for want in 'bad.jsonl:1: not a trace line, skipped: \[json.exception.parse_error' \
+            'bad.jsonl:2: not a trace line, skipped: not a JSON object' \
+            'bad.jsonl:3: not a trace line, skipped: no "response_ns"' \
+            'bad.jsonl:4: not a trace line, skipped: "status" is not a whole number' \
+            'bad.jsonl:5: not a trace line, skipped: "response_ns" is negative'; do
+  if grep -q -- "$want" <<<"$err"; then echo "ok   arm-report-skip-message"; else
+    echo "FAIL arm-report-skip-message: '$err' lacks '$want'"; failures=$((failures + 1)); fi
+done
+check arm-report-format   2 ""             "--format"                '' -- arm report --format xml "$tmp/bad.jsonl"
 check arm-report-missing  1 ""             "cannot read" '' -- arm report "$tmp/none.jsonl"
 check arm-alone           2 ""             "subcommand is required" '' -- arm
 

@@ -27,11 +27,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <map>
 #include <mutex>
+#include <nlohmann/json.hpp>
 #include <string>
-#include <unordered_map>
 
+#include "arm4_bookkeeping.h"
 #include "zel/arm4.h"
 
 // The entry points are this library's whole interface: exported, unlike
@@ -41,36 +41,21 @@
 namespace {
 
 using arm4_trace::correlator_fields_t;
-
-struct Definition {
-  std::string name;
-  std::string application;
-};
+using Json = nlohmann::ordered_json;  // keeps the fields in the order written
 
 struct Running {
   std::string name;
   arm_id_t tran_id;
   std::int64_t started_ns;
   correlator_fields_t fields;
-  std::string parent_hex;  // "null" or a JSON string
+  Json parent;  // the parent correlator in hex, or null
 };
-
-std::string id_key(const arm_id_t& id) {
-  return std::string(reinterpret_cast<const char*>(id.id_u.uint8), sizeof id.id_u.uint8);
-}
 
 // Everything below is guarded by g_lock.
 std::mutex g_lock;
 int g_trace_fd = -1;
 std::string g_trace_path;
-std::uint64_t g_next_id = 1;
-std::int64_t g_next_handle = 1;
-std::map<std::string, std::string> g_applications;        // id -> name
-std::map<std::string, arm_id_t> g_application_ids;        // name -> id
-std::map<std::string, Definition> g_definitions;          // id -> definition
-std::map<std::string, arm_id_t> g_definition_ids;         // application + '\0' + name -> id
-std::map<arm_app_start_handle_t, std::string> g_started;  // handle -> application id
-std::unordered_map<arm_tran_start_handle_t, Running> g_running;
+arm4_common::Bookkeeping<Running> g_book;
 
 std::int64_t clock_ns(clockid_t clock) {
   timespec now{};
@@ -94,35 +79,9 @@ bool requested_failure(const char* function, const std::string& subject) {
   return false;
 }
 
-arm_id_t new_id() {
-  arm_id_t id{};
-  id.id_u.uint64[0] = static_cast<std::uint64_t>(getpid());
-  id.id_u.uint64[1] = g_next_id++;
-  return id;
-}
-
 // --- JSON ---------------------------------------------------------------------
 
-std::string quoted(const char* text) {
-  if (text == nullptr) return "null";
-  std::string out = "\"";
-  for (const char* p = text; *p != '\0'; ++p) {
-    const auto c = static_cast<unsigned char>(*p);
-    if (c == '"' || c == '\\') {
-      out += '\\';
-      out += static_cast<char>(c);
-    } else if (c < 0x20) {
-      char escaped[8];
-      std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
-      out += escaped;
-    } else {
-      out += static_cast<char>(c);
-    }
-  }
-  return out + "\"";
-}
-
-std::string quoted(const std::string& text) { return quoted(text.c_str()); }
+Json text(const char* text) { return text != nullptr ? Json(text) : Json(nullptr); }
 
 std::string hex(const std::uint8_t* bytes, std::size_t n) {
   static const char digits[] = "0123456789abcdef";
@@ -134,32 +93,33 @@ std::string hex(const std::uint8_t* bytes, std::size_t n) {
   return out;
 }
 
-std::string id_text(const arm_id_t& id) { return "\"" + hex(id.id_u.uint8, 16) + "\""; }
-
-std::string correlator_text(const arm_correlator_t* c) {
-  if (c == nullptr) return "null";
-  const std::size_t length = arm4_trace::correlator_length(*c);
-  return length == 0 ? "null" : "\"" + hex(c->opaque, length) + "\"";
+Json id_text(const arm_id_t* id) {
+  return id != nullptr ? Json(hex(id->id_u.uint8, 16)) : Json(nullptr);
 }
 
-std::string subbuffer_formats(const arm_buffer4_t* buffer4) {
-  std::string out = "[";
+Json correlator_text(const arm_correlator_t* c) {
+  const std::size_t length = c != nullptr ? arm4_trace::correlator_length(*c) : 0;
+  return length != 0 ? Json(hex(c->opaque, length)) : Json(nullptr);
+}
+
+Json subbuffer_formats(const arm_buffer4_t* buffer4) {
+  Json out = Json::array();
   if (buffer4 != nullptr && buffer4->subbuffer_array != nullptr) {
     for (arm_int32_t i = 0; i < buffer4->count; ++i) {
-      if (i != 0) out += ',';
       const arm_subbuffer_t* sub = buffer4->subbuffer_array[i];
-      out += sub != nullptr ? std::to_string(sub->format) : "null";
+      out.push_back(sub != nullptr ? Json(sub->format) : Json(nullptr));
     }
   }
-  return out + "]";
+  return out;
 }
 
-// Appends one event line; `fields` is the rest of the object after "event".
-void write_event(const char* event, const std::string& fields) {
+// Appends one event line: "event", "time_ns" and "pid", then `fields`. Bytes
+// of a name that are not UTF-8 become U+FFFD, so that every line stays JSON.
+void write_event(const char* event, const Json& fields) {
   if (g_trace_fd < 0) return;
-  const std::string line = "{\"event\":\"" + std::string(event) +
-                           "\",\"time_ns\":" + std::to_string(clock_ns(CLOCK_REALTIME)) +
-                           ",\"pid\":" + std::to_string(getpid()) + "," + fields + "}\n";
+  Json object = {{"event", event}, {"time_ns", clock_ns(CLOCK_REALTIME)}, {"pid", getpid()}};
+  for (const auto& [key, value] : fields.items()) object[key] = value;
+  const std::string line = object.dump(-1, ' ', false, Json::error_handler_t::replace) + '\n';
   const char* at = line.data();
   std::size_t left = line.size();
   while (left > 0) {
@@ -218,17 +178,12 @@ ARM4_TRACE_EXPORT arm_error_t arm_register_application(const arm_char_t* app_nam
   }
   const std::lock_guard<std::mutex> guard(g_lock);
   if (!open_trace_file()) return arm4_trace::ERROR_TRACE_FILE;
-  auto known = g_application_ids.find(app_name);
-  if (known == g_application_ids.end()) {
-    known = g_application_ids.emplace(app_name, new_id()).first;
-    g_applications[id_key(known->second)] = app_name;
-  }
-  *output_app_id = known->second;
-  write_event("register_application",
-              "\"app\":" + quoted(app_name) + ",\"app_id\":" + id_text(*output_app_id) +
-                  ",\"input_id\":" + (input_app_id ? id_text(*input_app_id) : "null") +
-                  ",\"flags\":" + std::to_string(flags) +
-                  ",\"buffers\":" + subbuffer_formats(buffer4));
+  *output_app_id = g_book.register_application(app_name);
+  write_event("register_application", {{"app", app_name},
+                                       {"app_id", id_text(output_app_id)},
+                                       {"input_id", id_text(input_app_id)},
+                                       {"flags", flags},
+                                       {"buffers", subbuffer_formats(buffer4)}});
   return 0;
 }
 
@@ -239,18 +194,19 @@ ARM4_TRACE_EXPORT arm_error_t arm_start_application(const arm_id_t* app_id,
                                                     arm_app_start_handle_t* app_handle) {
   if (app_id == nullptr || app_handle == nullptr) return arm4_trace::ERROR_NULL_ARGUMENT;
   const std::lock_guard<std::mutex> guard(g_lock);
-  const auto application = g_applications.find(id_key(*app_id));
-  if (application == g_applications.end()) return arm4_trace::ERROR_UNKNOWN_ID;
-  if (requested_failure("arm_start_application", application->second)) {
+  const std::string* application = g_book.application_name(*app_id);
+  if (application == nullptr) return arm4_trace::ERROR_UNKNOWN_ID;
+  if (requested_failure("arm_start_application", *application)) {
     return arm4_trace::ERROR_REQUESTED;
   }
-  *app_handle = g_next_handle++;
-  g_started[*app_handle] = application->first;
-  write_event("start_application",
-              "\"app\":" + quoted(application->second) + ",\"app_id\":" + id_text(*app_id) +
-                  ",\"group\":" + quoted(app_group) + ",\"instance\":" + quoted(app_instance) +
-                  ",\"app_handle\":" + std::to_string(*app_handle) + ",\"flags\":" +
-                  std::to_string(flags) + ",\"buffers\":" + subbuffer_formats(buffer4));
+  *app_handle = g_book.start_application();
+  write_event("start_application", {{"app", *application},
+                                    {"app_id", id_text(app_id)},
+                                    {"group", text(app_group)},
+                                    {"instance", text(app_instance)},
+                                    {"app_handle", *app_handle},
+                                    {"flags", flags},
+                                    {"buffers", subbuffer_formats(buffer4)}});
   return 0;
 }
 
@@ -264,23 +220,15 @@ ARM4_TRACE_EXPORT arm_error_t arm_register_transaction(
     return arm4_trace::ERROR_REQUESTED;
   }
   const std::lock_guard<std::mutex> guard(g_lock);
-  const std::string application = id_key(*app_id);
-  const auto app = g_applications.find(application);
-  if (app == g_applications.end()) return arm4_trace::ERROR_UNKNOWN_ID;
-  // The same name within one application is the same definition.
-  const std::string key = application + '\0' + tran_name;
-  auto known = g_definition_ids.find(key);
-  if (known == g_definition_ids.end()) {
-    known = g_definition_ids.emplace(key, new_id()).first;
-    g_definitions[id_key(known->second)] = Definition{tran_name, application};
-  }
-  *output_tran_id = known->second;
-  write_event("register_transaction",
-              "\"app\":" + quoted(app->second) + ",\"name\":" + quoted(tran_name) +
-                  ",\"tran_id\":" + id_text(*output_tran_id) +
-                  ",\"input_id\":" + (input_tran_id ? id_text(*input_tran_id) : "null") +
-                  ",\"flags\":" + std::to_string(flags) +
-                  ",\"buffers\":" + subbuffer_formats(buffer4));
+  const auto* definition = g_book.register_transaction(*app_id, tran_name);
+  if (definition == nullptr) return arm4_trace::ERROR_UNKNOWN_ID;
+  *output_tran_id = definition->id;
+  write_event("register_transaction", {{"app", definition->application},
+                                       {"name", tran_name},
+                                       {"tran_id", id_text(output_tran_id)},
+                                       {"input_id", id_text(input_tran_id)},
+                                       {"flags", flags},
+                                       {"buffers", subbuffer_formats(buffer4)}});
   return 0;
 }
 
@@ -293,16 +241,15 @@ ARM4_TRACE_EXPORT arm_error_t arm_start_transaction(arm_app_start_handle_t app_h
   if (tran_id == nullptr || tran_handle == nullptr) return arm4_trace::ERROR_NULL_ARGUMENT;
   const std::int64_t started = clock_ns(CLOCK_MONOTONIC);
   const std::lock_guard<std::mutex> guard(g_lock);
-  if (g_started.count(app_handle) == 0) return arm4_trace::ERROR_UNKNOWN_HANDLE;
-  const auto definition = g_definitions.find(id_key(*tran_id));
-  if (definition == g_definitions.end()) return arm4_trace::ERROR_UNKNOWN_ID;
-  if (requested_failure("arm_start_transaction", definition->second.name)) {
+  if (!g_book.started(app_handle)) return arm4_trace::ERROR_UNKNOWN_HANDLE;
+  const auto* definition = g_book.definition(*tran_id);
+  if (definition == nullptr) return arm4_trace::ERROR_UNKNOWN_ID;
+  if (requested_failure("arm_start_transaction", definition->name)) {
     return arm4_trace::ERROR_REQUESTED;
   }
 
-  Running running{
-      definition->second.name, *tran_id, started, {}, correlator_text(parent_correlator)};
-  running.fields.handle = static_cast<std::uint64_t>(g_next_handle++);
+  Running running{definition->name, *tran_id, started, {}, correlator_text(parent_correlator)};
+  running.fields.handle = static_cast<std::uint64_t>(g_book.new_transaction_handle());
   running.fields.tran_id = *tran_id;
   running.fields.process = static_cast<std::uint32_t>(getpid());
   correlator_fields_t parent;
@@ -315,15 +262,16 @@ ARM4_TRACE_EXPORT arm_error_t arm_start_transaction(arm_app_start_handle_t app_h
   arm4_trace::write_correlator(running.fields, &own);
   if (current_correlator != nullptr) *current_correlator = own;
 
-  write_event("start_transaction",
-              "\"thread\":" + std::to_string(syscall(SYS_gettid)) +
-                  ",\"name\":" + quoted(running.name) + ",\"tran_id\":" + id_text(*tran_id) +
-                  ",\"handle\":" + std::to_string(*tran_handle) +
-                  ",\"flags\":" + std::to_string(flags) +
-                  ",\"parent_handle\":" + std::to_string(running.fields.parent_handle) +
-                  ",\"parent\":" + running.parent_hex + ",\"correlator\":" + correlator_text(&own) +
-                  ",\"buffers\":" + subbuffer_formats(buffer4));
-  g_running.emplace(*tran_handle, std::move(running));
+  write_event("start_transaction", {{"thread", syscall(SYS_gettid)},
+                                    {"name", running.name},
+                                    {"tran_id", id_text(tran_id)},
+                                    {"handle", *tran_handle},
+                                    {"flags", flags},
+                                    {"parent_handle", running.fields.parent_handle},
+                                    {"parent", running.parent},
+                                    {"correlator", correlator_text(&own)},
+                                    {"buffers", subbuffer_formats(buffer4)}});
+  g_book.start_transaction(*tran_handle, std::move(running));
   return 0;
 }
 
@@ -332,25 +280,25 @@ ARM4_TRACE_EXPORT arm_error_t arm_stop_transaction(arm_tran_start_handle_t tran_
                                                    const arm_buffer4_t* buffer4) {
   const std::int64_t stopped = clock_ns(CLOCK_MONOTONIC);
   const std::lock_guard<std::mutex> guard(g_lock);
-  const auto found = g_running.find(tran_handle);
-  if (found == g_running.end()) return arm4_trace::ERROR_UNKNOWN_HANDLE;
-  const Running& running = found->second;
-  if (requested_failure("arm_stop_transaction", running.name)) {
+  const Running* running = g_book.running(tran_handle);
+  if (running == nullptr) return arm4_trace::ERROR_UNKNOWN_HANDLE;
+  if (requested_failure("arm_stop_transaction", running->name)) {
     return arm4_trace::ERROR_REQUESTED;
   }
   arm_correlator_t own;
-  arm4_trace::write_correlator(running.fields, &own);
-  write_event("stop_transaction",
-              "\"thread\":" + std::to_string(syscall(SYS_gettid)) +
-                  ",\"name\":" + quoted(running.name) + ",\"tran_id\":" + id_text(running.tran_id) +
-                  ",\"handle\":" + std::to_string(tran_handle) +
-                  ",\"status\":" + std::to_string(tran_status) +
-                  ",\"response_ns\":" + std::to_string(stopped - running.started_ns) +
-                  ",\"flags\":" + std::to_string(flags) +
-                  ",\"parent_handle\":" + std::to_string(running.fields.parent_handle) +
-                  ",\"parent\":" + running.parent_hex + ",\"correlator\":" + correlator_text(&own) +
-                  ",\"buffers\":" + subbuffer_formats(buffer4));
-  g_running.erase(found);
+  arm4_trace::write_correlator(running->fields, &own);
+  write_event("stop_transaction", {{"thread", syscall(SYS_gettid)},
+                                   {"name", running->name},
+                                   {"tran_id", id_text(&running->tran_id)},
+                                   {"handle", tran_handle},
+                                   {"status", tran_status},
+                                   {"response_ns", stopped - running->started_ns},
+                                   {"flags", flags},
+                                   {"parent_handle", running->fields.parent_handle},
+                                   {"parent", running->parent},
+                                   {"correlator", correlator_text(&own)},
+                                   {"buffers", subbuffer_formats(buffer4)}});
+  g_book.stop_transaction(tran_handle);
   return 0;
 }
 
@@ -360,12 +308,7 @@ ARM4_TRACE_EXPORT arm_error_t arm_get_error_message(arm_charset_t charset, arm_e
   if (requested_failure("arm_get_error_message", "")) return arm4_trace::ERROR_REQUESTED;
   // Every text is ASCII, the same in each character set a caller may ask for.
   static_cast<void>(charset);
-  const char* text = error_text(code);
-  if (text != nullptr) {
-    std::snprintf(msg, ARM_MSG_BUFFER_LENGTH, "%s", text);
-  } else {
-    std::snprintf(msg, ARM_MSG_BUFFER_LENGTH, "arm4-trace: unknown error code %d", code);
-  }
+  arm4_common::write_error_message("arm4-trace", error_text(code), code, msg);
   return 0;
 }
 
