@@ -11,6 +11,7 @@
 
 #include "detail/neutralise.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -26,15 +27,28 @@ using Bytes = const unsigned char*;
 constexpr std::uint64_t kEachByte = 0x0101010101010101ULL;
 constexpr std::uint64_t kHighBits = 0x8080808080808080ULL;
 
-// True when all eight bytes of `word` lie in 0x20..0x7E. A tab, which is
-// written as it is, still fails the test; the byte loop lets it through.
-bool all_printable_ascii(std::uint64_t word) {
+// The high bit of each byte of `word` that is not in 0x20..0x7E, and maybe of
+// others (never none when there is one). A tab, which is written as it is,
+// counts as not printable here; the byte loop lets it through.
+std::uint64_t unprintable_bits(std::uint64_t word) {
   // A byte below 0x20 borrows into its high bit; a byte of 0x7F or more has
   // its high bit set once 1 is added. Carries between bytes only start at
   // bytes that are caught anyway.
   const std::uint64_t below_space = (word - 0x20 * kEachByte) & ~word;
   const std::uint64_t from_delete = (word + kEachByte) | word;
-  return ((below_space | from_delete) & kHighBits) == 0;
+  return (below_space | from_delete) & kHighBits;
+}
+
+// How many bytes from `p` on are printable ASCII, counted in whole blocks of
+// sixteen: the clean stretch that needs no byte-by-byte look.
+std::size_t printable_prefix(Bytes p, std::size_t size) {
+  std::size_t at = 0;
+  for (; size - at >= 16; at += 16) {
+    std::uint64_t words[2];
+    std::memcpy(words, p + at, sizeof words);
+    if ((unprintable_bits(words[0]) | unprintable_bits(words[1])) != 0) break;
+  }
+  return at;
 }
 
 // The length of the well-formed UTF-8 sequence at `p` (Unicode's table of
@@ -70,23 +84,20 @@ bool is_unsafe_sequence(Bytes p, std::size_t length) {
 std::size_t first_unsafe(Bytes p, std::size_t size) {
   std::size_t at = 0;
   while (at < size) {
-    std::uint64_t word;
-    if (size - at >= sizeof word) {
-      std::memcpy(&word, p + at, sizeof word);
-      if (all_printable_ascii(word)) {
-        at += sizeof word;
+    at += printable_prefix(p + at, size - at);
+    // Byte by byte through the block that stopped the fast scan, or the tail.
+    const std::size_t block_end = std::min(size, at + 16);
+    while (at < block_end) {
+      const unsigned char c = p[at];
+      if ((c >= 0x20 && c < 0x7F) || c == '\t') {
+        ++at;
         continue;
       }
+      if (c < 0x80) return at;
+      const std::size_t length = sequence_length(p + at, size - at);
+      if (length == 0 || is_unsafe_sequence(p + at, length)) return at;
+      at += length;
     }
-    const unsigned char c = p[at];
-    if ((c >= 0x20 && c < 0x7F) || c == '\t') {
-      ++at;
-      continue;
-    }
-    if (c < 0x80) return at;
-    const std::size_t length = sequence_length(p + at, size - at);
-    if (length == 0 || is_unsafe_sequence(p + at, length)) return at;
-    at += length;
   }
   return size;
 }
