@@ -8,8 +8,10 @@
 #include <stdlib.h>
 
 #include <cstdio>
+#include <filesystem>
 #include <mutex>
 #include <string>
+#include <system_error>
 
 #include "ratio_main.h"
 #include "zel/logadaptor.h"
@@ -63,12 +65,30 @@ void message1_baseline(benchmark::State& state) {
 
 // Both loggers write to files in one scratch directory, with the same pattern
 // and flush policy.
-std::string scratch_directory() {
-  static const std::string directory = [] {
+// Removed, with the log files, when the program ends: a long run writes
+// gigabytes of lines.
+class ScratchDirectory {
+ public:
+  ScratchDirectory() {
     char name[] = "/tmp/zel-bench-XXXXXX";
-    return std::string(mkdtemp(name) != nullptr ? name : "/tmp");
-  }();
-  return directory;
+    if (mkdtemp(name) != nullptr) path_ = name;
+  }
+  ~ScratchDirectory() {
+    std::error_code ignored;
+    if (!path_.empty()) std::filesystem::remove_all(path_, ignored);
+  }
+  ScratchDirectory(const ScratchDirectory&) = delete;
+  ScratchDirectory& operator=(const ScratchDirectory&) = delete;
+
+  std::string path() const { return path_.empty() ? "/tmp" : path_; }
+
+ private:
+  std::string path_;
+};
+
+std::string scratch_directory() {
+  static const ScratchDirectory directory;
+  return directory.path();
 }
 
 constexpr char kLine[] = "QZMLK0671E The selector 'lw.brtype:main@/store' is not valid: no name";
