@@ -27,9 +27,9 @@ using Bytes = const unsigned char*;
 constexpr std::uint64_t kEachByte = 0x0101010101010101ULL;
 constexpr std::uint64_t kHighBits = 0x8080808080808080ULL;
 
-// The high bit of each byte of `word` that is not in 0x20..0x7E, and maybe of
-// others (never none when there is one). A tab, which is written as it is,
-// counts as not printable here; the byte loop lets it through.
+// Zero exactly when all eight bytes of `word` lie in 0x20..0x7E. A tab, which
+// is written as it is, counts as unprintable here; the byte loop lets it
+// through.
 std::uint64_t unprintable_bits(std::uint64_t word) {
   // A byte below 0x20 borrows into its high bit; a byte of 0x7F or more has
   // its high bit set once 1 is added. Carries between bytes only start at
