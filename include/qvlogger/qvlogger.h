@@ -10,6 +10,22 @@
 //
 // A line reads "[2026-11-22 10:15:00.123] [Zel] [error] disk full".
 //
+// One message is always one line: whatever a message holds (text a client
+// chose, say), it can neither forge a second line nor drive the terminal of
+// whoever reads the log. Before a message is written,
+//   - a line feed becomes \n and a carriage return \r;
+//   - every other C0 control character except tab, and DEL, becomes \xNN;
+//   - the C1 controls U+0080..U+009F and the separators U+2028 and U+2029
+//     become \uNNNN;
+//   - a byte that is not part of well-formed UTF-8 becomes \xNN;
+// with lower-case hex digits. Everything else, backslashes, tabs and non-ASCII
+// letters included, is written unchanged, so an ordinary message reads as it
+// was given; the escapes are for the eye and are deliberately not reversible.
+// A message with nothing to escape costs a scan and no copy.
+//
+// The log file is created with mode 0640 (an existing file keeps its mode);
+// a symlink, FIFO, directory or device in its place makes initialize fail.
+//
 // QvMsg formats catalogued messages: it looks a message's format text up in a
 // catalogue array (or in a translated catalogue for the current locale) and
 // substitutes printf-style values into it.
@@ -28,9 +44,9 @@
 
 namespace Log {
 
-// A named logger. The three operations write one message (UTF-8 bytes, a line
-// break inside is written as it stands) at their severity; `code` is reserved
-// and callers pass 0. Safe to call from any thread.
+// A named logger. The three operations write one message (UTF-8 bytes,
+// escaped as above into one line) at their severity; `code` is reserved and
+// callers pass 0. Safe to call from any thread.
 class QVLOGGER_EXPORT Logger {
  public:
   virtual ~Logger();
@@ -60,7 +76,8 @@ class QVLOGGER_EXPORT QvLogManager {
   //                the newest;
   //   reserved     unused; pass "".
   // Returns the manager (always the same object), or null when the file cannot
-  // be opened or `severity` is not one of the three names; the settings in
+  // be opened, is not a regular file (a symlink is not followed) or `severity`
+  // is not one of the three names; the settings in
   // force before stay in force then. Loggers handed out earlier stay valid and
   // write to the new file after a restart. Error lines are flushed at once.
   static LogManager* initialize(const std::string& application, const std::string& directory,

@@ -12,19 +12,32 @@
 //
 // The spdlog loggers are never registered with spdlog's global registry: the
 // process may use spdlog itself, and its logger names are its own business.
+//
+// Every message is neutralised (detail/neutralise.h) before it is written, so
+// that a message is one line whoever logs it.
+//
+// The log file holds user identities and resource names: it is created 0640,
+// and a symlink, FIFO or device put in its place is refused rather than
+// written through.
 
+#include <fcntl.h>
 #include <spdlog/logger.h>
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/sinks/rotating_file_sink.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
+#include <cstdio>
 #include <exception>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <utility>
 
+#include "detail/neutralise.h"
 #include "qvlogger/qvlogger.h"
 
 namespace Log {
@@ -62,10 +75,13 @@ class NamedLogger final : public Logger {
 
  private:
   void write(spdlog::level::level_enum level, const char* utf8) {
+    // Outside the lock: a long message to escape holds up no other thread.
+    std::string escaped;
+    const std::string_view line = detail::neutralise(utf8 != nullptr ? utf8 : "", escaped);
     std::lock_guard<std::mutex> lock(mutex_);
     // Passed as a plain view so that braces in a message are never taken for
     // format fields.
-    impl_->log(level, spdlog::string_view_t(utf8 != nullptr ? utf8 : ""));
+    impl_->log(level, spdlog::string_view_t(line.data(), line.size()));
   }
 
   std::mutex& mutex_;  // the manager's
@@ -110,6 +126,55 @@ FileLogManager& the_manager() {
   return *manager;
 }
 
+// A descriptor of the log file opened by us, waiting for spdlog's stream.
+struct CheckedFile {
+  int fd = -1;
+  ~CheckedFile() {
+    if (fd >= 0) ::close(fd);
+  }
+};
+
+// Opens (creating it 0640) the regular file at `path` for appending, without
+// following a symlink and without blocking on a FIFO; throws when the path is
+// anything else.
+int open_regular_file(const std::string& path) {
+  const int fd = ::open(path.c_str(),
+                        O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0640);
+  if (fd < 0) throw spdlog::spdlog_ex("cannot open log file " + path, errno);
+  struct stat info;
+  if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode) || ::fcntl(fd, F_SETFL, O_APPEND) != 0) {
+    ::close(fd);
+    throw spdlog::spdlog_ex("log file " + path + " is not a regular file");
+  }
+  return fd;
+}
+
+// spdlog opens its file with fopen, which follows symlinks, creates files
+// 0666 less the umask and waits on a FIFO. So the file is first opened by
+// open_regular_file, and the stream spdlog then opens is made to write
+// through that checked descriptor: a symlink swapped in between the two opens
+// is never written through. (What remains is that spdlog's own fopen of a
+// swapped-in path may create or, on rotation, truncate its target; only
+// someone who can write in the log directory can make that race.)
+spdlog::file_event_handlers checked_file_events() {
+  auto checked = std::make_shared<CheckedFile>();
+  spdlog::file_event_handlers events;
+  events.before_open = [checked](const spdlog::filename_t& path) {
+    if (checked->fd >= 0) ::close(checked->fd);
+    checked->fd = -1;
+    checked->fd = open_regular_file(path);
+  };
+  events.after_open = [checked](const spdlog::filename_t& path, std::FILE* stream) {
+    const int fd = checked->fd;
+    checked->fd = -1;
+    const bool moved = fd >= 0 && ::dup3(fd, ::fileno(stream), O_CLOEXEC) >= 0;
+    const int error = errno;
+    if (fd >= 0) ::close(fd);
+    if (!moved) throw spdlog::spdlog_ex("cannot open log file " + path, error);
+  };
+  return events;
+}
+
 bool parse_severity(const std::string& severity, spdlog::level::level_enum* level) {
   if (severity.empty() || severity == "info") {
     *level = spdlog::level::info;
@@ -145,16 +210,18 @@ LogManager* QvLogManager::initialize(const std::string& application, const std::
     spdlog::sink_ptr sink;
     if (rotate_kib > 0) {
       sink = std::make_shared<spdlog::sinks::rotating_file_sink_mt>(
-          path, static_cast<std::size_t>(rotate_kib) * 1024, kRotatedFiles);
+          path, static_cast<std::size_t>(rotate_kib) * 1024, kRotatedFiles, false,
+          checked_file_events());
     } else {
-      sink = std::make_shared<spdlog::sinks::basic_file_sink_mt>(path);
+      sink =
+          std::make_shared<spdlog::sinks::basic_file_sink_mt>(path, false, checked_file_events());
     }
     sink->set_pattern(kPattern);
     FileLogManager& manager = the_manager();
     manager.configure(std::move(sink), level);
     return &manager;
   } catch (const std::exception&) {
-    // spdlog reports a file it cannot open by throwing.
+    // spdlog reports a file it cannot open, or that is refused, by throwing.
     return nullptr;
   }
 }

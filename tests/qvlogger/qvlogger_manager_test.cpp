@@ -34,7 +34,7 @@ TEST(QvLogManager, OneLinePerMessage) {
 
   const std::string stamp = R"(\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}\] )";
   const std::regex expected(stamp + R"(\[Zel\] \[info\] starting\n)" + stamp +
-                            R"(\[Zel\] \[warning\] disk \{\} 90% full\nsecond line\n)" + stamp +
+                            R"(\[Zel\] \[warning\] disk \{\} 90% full\\nsecond line\n)" + stamp +
                             R"(\[Zel\] \[info\] \n)" + stamp + R"(\[Db\] \[error\] lost\n)");
   const std::string contents = read_file(dir.file("app.log"));
   EXPECT_TRUE(std::regex_match(contents, expected)) << contents;

@@ -19,6 +19,7 @@
 #include "arm4_trace.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <time.h>
 #include <unistd.h>
@@ -131,6 +132,23 @@ void write_event(const char* event, const Json& fields) {
   }
 }
 
+// Opens `path` for appending if it is a regular file, creating it 0600: the
+// trace names users and resources. A symlink is not followed (the runtime often
+// runs in a privileged server, and the trace may sit in a shared directory),
+// and a FIFO is opened without blocking, then refused with devices and
+// directories. -1 when refused.
+int open_regular_file(const std::string& path) {
+  const int fd = ::open(path.c_str(),
+                        O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600);
+  if (fd < 0) return -1;
+  struct stat info;
+  if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode) || ::fcntl(fd, F_SETFL, O_APPEND) != 0) {
+    ::close(fd);
+    return -1;
+  }
+  return fd;
+}
+
 // Opens the file ZEL_ARM_TRACE names, unless it is the one already open.
 bool open_trace_file() {
   const char* path = std::getenv("ZEL_ARM_TRACE");
@@ -140,7 +158,7 @@ bool open_trace_file() {
   g_trace_fd = -1;
   g_trace_path.clear();
   if (wanted.empty()) return true;
-  g_trace_fd = ::open(wanted.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
+  g_trace_fd = open_regular_file(wanted);
   if (g_trace_fd < 0) return false;
   g_trace_path = wanted;
   return true;

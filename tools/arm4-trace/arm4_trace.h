@@ -29,7 +29,8 @@ enum error_t : arm_error_t {
   ERROR_NULL_ARGUMENT = -2,   // a required pointer is null
   ERROR_UNKNOWN_ID = -3,      // no such application or transaction definition
   ERROR_UNKNOWN_HANDLE = -4,  // no such started application or running transaction
-  ERROR_TRACE_FILE = -5,      // ZEL_ARM_TRACE names a file that cannot be opened
+  ERROR_TRACE_FILE = -5,      // ZEL_ARM_TRACE names a file that cannot be opened, a
+                              // symlink, or anything but a regular file
 };
 
 constexpr std::size_t CORRELATOR_LENGTH = 64;
