@@ -147,11 +147,16 @@ UString format_values(const char* format, const UMessage::Arg* const* args, std:
   }
   values[filled].kind = qvPrintfArgVal::END;
 
+  // One result object on every path, so that it is built in the caller's place.
   UString result;
-  if (format != nullptr && format_plain(format, values, filled, result)) return result;
-  const char* text = Log::QvMsg::format(format, values);
-  if (not_found(text)) return catalogue_not_found();
-  result.utf8_assign(text, std::strlen(text));
+  if (format == nullptr || !format_plain(format, values, filled, result)) {
+    const char* text = Log::QvMsg::format(format, values);
+    if (not_found(text)) {
+      result = catalogue_not_found();
+    } else {
+      result.utf8_assign(text, std::strlen(text));
+    }
+  }
   return result;
 }
 
