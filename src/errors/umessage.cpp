@@ -1,5 +1,7 @@
 #include "zel/umessage.h"
 
+#include <string.h>
+
 #include <charconv>
 #include <cstring>
 #include <utility>
@@ -92,11 +94,10 @@ bool format_plain(const char* format, const qvPrintfArgVal* values, std::size_t 
   };
   std::size_t next = 0;
   for (const char* p = format;;) {
-    const char* percent = std::strchr(p, '%');
-    if (!put(p, percent != nullptr ? static_cast<std::size_t>(percent - p) : std::strlen(p))) {
-      return false;
-    }
-    if (percent == nullptr) break;
+    // The next '%' or the end, in one pass.
+    const char* percent = ::strchrnul(p, '%');
+    if (!put(p, static_cast<std::size_t>(percent - p))) return false;
+    if (*percent == '\0') break;
     const char conversion = percent[1];
     p = percent + 2;
     if (conversion == '%') {
