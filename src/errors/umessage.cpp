@@ -3,7 +3,9 @@
 #include <string.h>
 
 #include <charconv>
+#include <cstdlib>
 #include <cstring>
+#include <new>
 #include <utility>
 
 #include "qvlogger/qvlogger.h"
@@ -192,7 +194,10 @@ UMessage::Arg::Arg(const char* bytes) : tag_(BYTES), value_{} {
   value_.bytes = nullptr;
   if (bytes != nullptr) {
     const std::size_t size = std::strlen(bytes) + 1;
-    value_.bytes = new char[size];
+    // malloc and free rather than new[] and delete[]: the same heap, one call
+    // less on a path every catalogued error takes.
+    value_.bytes = static_cast<char*>(std::malloc(size));
+    if (value_.bytes == nullptr) throw std::bad_alloc();
     std::memcpy(value_.bytes, bytes, size);
   }
 }
@@ -233,12 +238,15 @@ UMessage::Arg& UMessage::Arg::operator=(Arg&& other) noexcept {
   return *this;
 }
 
-UMessage::Arg::~Arg() { release(); }
+// Numbers and moved-from arguments own nothing.
+UMessage::Arg::~Arg() {
+  if (tag_ >= BYTES) release();
+}
 
 void UMessage::Arg::release() {
   switch (tag_) {
     case BYTES:
-      delete[] value_.bytes;
+      std::free(value_.bytes);
       break;
     case STRING:
     case USTRING:
