@@ -20,24 +20,22 @@ using Log::qvPrintfArgVal;
 
 // What the formatter writes for `args`, decoded as UMessage decodes it.
 std::string formatter_text(const char* format, const std::vector<Arg>& args) {
-  std::vector<qvPrintfArgVal> values(args.size() + 1);
+  std::vector<qvPrintfArgVal> values(args.size() + 1);  // value-initialised: the last is END
   for (std::size_t i = 0; i < args.size(); ++i) {
-    const Arg& a = args[i];
-    if (a.tag() == Arg::INT) {
-      values[i].kind = qvPrintfArgVal::INTEGER;
-      values[i].integer = a.value().i;
-    } else if (a.tag() == Arg::INT64) {
-      values[i].kind = qvPrintfArgVal::INTEGER;
-      values[i].integer = a.value().ll;
-    } else if (a.tag() == Arg::DOUBLE) {
-      values[i].kind = qvPrintfArgVal::FLOATING;
-      values[i].floating = a.value().d;
-    } else {
-      values[i].kind = qvPrintfArgVal::TEXT;
-      values[i].text = a.tag() == Arg::BYTES ? a.value().bytes : a.value().string->c_str();
+    const Arg::arg_union_t& v = args[i].value();
+    switch (args[i].tag()) {
+      case Arg::INT64:
+        values[i] = {qvPrintfArgVal::INTEGER, {v.ll}};
+        break;
+      case Arg::DOUBLE:
+        values[i].kind = qvPrintfArgVal::FLOATING;
+        values[i].floating = v.d;
+        break;
+      default:  // the texts of these rows
+        values[i].kind = qvPrintfArgVal::TEXT;
+        values[i].text = args[i].tag() == Arg::BYTES ? v.bytes : v.string->c_str();
     }
   }
-  values[args.size()].kind = qvPrintfArgVal::END;
   const char* text = Log::QvMsg::format(format, values.data());
   if (std::strcmp(text, Log::QvMsg::NOT_FOUND) == 0) return UMessage::CATALOGUE_NOT_FOUND;
   return UString(Utf8String(text)).utf8_str();
@@ -50,13 +48,13 @@ TEST(UMessageFormatPaths, BareDirectivesReadAsTheFormatterWritesThem) {
     std::vector<Arg> args;
   } rows[] = {
       {"QZMLK0671E The selector '%s' is not valid: %s", {Arg("a:b"), Arg(std::string("why"))}},
-      {"error %d, then %d", {Arg(-5), Arg(LLONG_MIN)}},
-      {"a number as text: %s, a text as number: %d", {Arg(42), Arg("seven")}},
+      {"error %d, then %d", {Arg(-5LL), Arg(LLONG_MIN)}},
+      {"a number as text: %s, a text as number: %d", {Arg(42LL), Arg("seven")}},
       {"100%% of %s%%", {Arg(UString(u"d\u00E9j\u00E0"))}},
       {"null: %s", {Arg(static_cast<const char*>(nullptr))}},
       {"one value, two directives: %s %s", {Arg("only")}},
       {"a lone percent at the end %", {}},
-      {"flags go to the formatter: %5s|%-4d|%x", {Arg("ab"), Arg(7), Arg(255)}},
+      {"flags go to the formatter: %5s|%-4d|%x", {Arg("ab"), Arg(7LL), Arg(255LL)}},
       {"%s", {Arg(1.5)}},
       {"longer than the direct path writes: %s", {Arg(long_text)}},
       {"broken UTF-8: %s", {Arg("\xC3")}},
