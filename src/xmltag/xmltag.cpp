@@ -103,7 +103,7 @@ using Arg = UMessage::Arg;
 
 // Internal errors pass function, path and line in this order, although the text
 // announces the line before the file: the crossed reading is deliberate. All
-// three go as wide text, so a translation whose format reads "%ls" gets them too.
+// three are wide text, the kind code that inspects the arguments expects here.
 [[noreturn]] void internal_error(const UChar* function, const UChar* line) {
   throw StateException(UMessage(zelutil, 3, Arg(function), Arg(kSourcePath), Arg(line)));
 }

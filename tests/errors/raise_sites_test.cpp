@@ -1,7 +1,7 @@
 // Every place the library raises a catalogued error, one row each: the class it
 // throws, the reason code, the message number and the kind of every argument.
-// Translations format the arguments by kind ("%s" for bytes, "%ls" for wide
-// text), so a changed kind is a fault even when the English text reads the same.
+// Code that inspects the arguments, and translated catalogues written for them,
+// rely on the kinds: a changed kind is a fault even when the text reads the same.
 
 #include <gtest/gtest.h>
 #include <unistd.h>
