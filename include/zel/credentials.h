@@ -69,6 +69,8 @@ class ZEL_EXPORT Credentials {
 
   // Replaces the identities, and with `with_strings` the three text fields,
   // from the file at `path`.
+  // A file that ends early fails with QZMLK0666E whose reason reads "unexpected
+  // end of file": deliberate, as a short read sets no errno to describe it.
   void read_from_file(const std::string& path, bool with_strings);
   // Writes the identities (never the text fields) to `path`, truncating it.
   void write_to_file(const std::string& path) const;

@@ -81,6 +81,8 @@ extern "C" {
 // written all the same, and every later call fails too) or `out` is null.
 // Thread-safe; may sleep up to one window (about 105 ms) when the current one
 // is used up.
+// Deliberately never goes back in time and waits past 2^18 UUIDs in one clock
+// window: a repeated window and counter would repeat a UUID.
 ZEL_EXPORT int kzserver_qbs_uuid_gen(qbs_uuid_s* out);
 
 // Copies this host's 6-byte node into `node6`: 00 01 and the host number
@@ -256,6 +258,8 @@ class ZEL_EXPORT Identity {
   // the text does not hold exactly 2 x (length + 1) digits after the ":", and
   // QZMLK0661E for any character but "0"-"9" and "a"-"f" among them (upper
   // case is refused, deliberately).
+  // Lengths above 32,767 are refused on purpose: the length is a signed 16-bit
+  // field, and a larger one would come back negative.
   static const Identity from_str(const UString& text);
 
  private:

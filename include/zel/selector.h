@@ -81,6 +81,8 @@ class ZEL_EXPORT Selector {
   // is deliberate: keep it.
   // A resource type the tag catalogue does not define is registered by the lookup
   // before the parse fails, like any tag name met at run time.
+  // Explicit on purpose: a parse that can throw should not hide in an implicit
+  // conversion from text.
   explicit Selector(const UString& text);
 
   namespace_t name_space() const { return namespace_; }

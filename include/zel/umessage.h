@@ -127,11 +127,12 @@ class ZEL_EXPORT UMessage {
   UMessage();
   // Message `number` of `catalogue`. A nil argument is skipped wherever it
   // stands, so the arguments after it move up one place: this is deliberate.
-  // Arguments are taken by value, so that temporaries are moved in, not copied.
-  UMessage(const char** catalogue, const int number, Arg a1 = Arg::nil, Arg a2 = Arg::nil);
-  UMessage(const char** catalogue, const int number, Arg a1, Arg a2, Arg a3, Arg a4 = Arg::nil,
-           Arg a5 = Arg::nil, Arg a6 = Arg::nil, Arg a7 = Arg::nil, Arg a8 = Arg::nil,
-           Arg a9 = Arg::nil, Arg a10 = Arg::nil);
+  // Arguments are taken by value, so that temporaries are moved in, not copied;
+  // an omitted one is a fresh nil, built inline rather than copied from Arg::nil.
+  UMessage(const char** catalogue, const int number, Arg a1 = Arg(), Arg a2 = Arg());
+  UMessage(const char** catalogue, const int number, Arg a1, Arg a2, Arg a3, Arg a4 = Arg(),
+           Arg a5 = Arg(), Arg a6 = Arg(), Arg a7 = Arg(), Arg a8 = Arg(), Arg a9 = Arg(),
+           Arg a10 = Arg());
 
   const char** catalogue() const { return catalogue_; }
   int number() const { return number_; }

@@ -1,6 +1,11 @@
 #include "zel/umessage.h"
 
+#include <string.h>
+
+#include <charconv>
+#include <cstdlib>
 #include <cstring>
+#include <new>
 #include <utility>
 
 #include "qvlogger/qvlogger.h"
@@ -16,7 +21,9 @@ using Log::qvPrintfArgVal;
 constexpr std::size_t kStackValues = 11;
 
 bool not_found(const char* text) {
-  return text == nullptr || std::strcmp(text, Log::QvMsg::NOT_FOUND) == 0;
+  // The first byte settles nearly every call without a comparison.
+  return text == nullptr ||
+         (text[0] == Log::QvMsg::NOT_FOUND[0] && std::strcmp(text, Log::QvMsg::NOT_FOUND) == 0);
 }
 
 UString catalogue_not_found() { return UString(Utf8String(UMessage::CATALOGUE_NOT_FOUND)); }
@@ -66,6 +73,61 @@ void fill(qvPrintfArgVal& value, const UMessage::Arg& arg, std::vector<std::stri
   }
 }
 
+// The most bytes format_plain() writes; a longer text goes to the formatter.
+constexpr std::size_t kPlainBytes = 1024;
+
+// Writes `format` with `values` exactly as the logging layer's formatter would,
+// for the shape of nearly every catalogue text: bare "%s" and "%d" (and "%%"),
+// each with a text or an integer. That formatter writes a text under "%d" and
+// the digits of an integer under "%s", and so does this. Anything else (flags,
+// widths, other conversions, a directive without a value) returns false having
+// written nothing, and goes to the formatter. Messages are formatted whenever an
+// exception's text is asked for: this spares them the formatter's buffer and
+// a second pass over its result.
+bool format_plain(const char* format, const qvPrintfArgVal* values, std::size_t count,
+                  UString& result) {
+  char out[kPlainBytes];
+  std::size_t size = 0;
+  const auto put = [&](const char* bytes, std::size_t n) {
+    if (n > sizeof out - size) return false;
+    std::memcpy(out + size, bytes, n);
+    size += n;
+    return true;
+  };
+  std::size_t next = 0;
+  for (const char* p = format;;) {
+    // The next '%' or the end, in one pass.
+    const char* percent = ::strchrnul(p, '%');
+    if (!put(p, static_cast<std::size_t>(percent - p))) return false;
+    if (*percent == '\0') break;
+    const char conversion = percent[1];
+    p = percent + 2;
+    if (conversion == '%') {
+      if (!put("%", 1)) return false;
+      continue;
+    }
+    if ((conversion != 's' && conversion != 'd') || next == count) return false;
+    const qvPrintfArgVal& value = values[next++];
+    if (value.kind == qvPrintfArgVal::TEXT) {
+      const char* text = value.text != nullptr ? value.text : "(null)";
+      if (!put(text, std::strlen(text))) return false;
+    } else if (value.kind == qvPrintfArgVal::INTEGER) {
+      char digits[24];
+      const std::to_chars_result end = std::to_chars(digits, digits + sizeof digits, value.integer);
+      if (!put(digits, static_cast<std::size_t>(end.ptr - digits))) return false;
+    } else {
+      return false;
+    }
+  }
+  const std::size_t sentinel = std::strlen(Log::QvMsg::NOT_FOUND);
+  if (size == sentinel && std::memcmp(out, Log::QvMsg::NOT_FOUND, sentinel) == 0) {
+    result = catalogue_not_found();
+  } else {
+    result.utf8_assign(out, size);
+  }
+  return true;
+}
+
 // Formats `count` arguments (nil ones and null pointers are left out).
 UString format_values(const char* format, const UMessage::Arg* const* args, std::size_t count) {
   qvPrintfArgVal on_stack[kStackValues];
@@ -88,10 +150,16 @@ UString format_values(const char* format, const UMessage::Arg* const* args, std:
   }
   values[filled].kind = qvPrintfArgVal::END;
 
-  const char* text = Log::QvMsg::format(format, values);
-  if (not_found(text)) return catalogue_not_found();
+  // One result object on every path, so that it is built in the caller's place.
   UString result;
-  result.utf8_assign(text, std::strlen(text));
+  if (format == nullptr || !format_plain(format, values, filled, result)) {
+    const char* text = Log::QvMsg::format(format, values);
+    if (not_found(text)) {
+      result = catalogue_not_found();
+    } else {
+      result.utf8_assign(text, std::strlen(text));
+    }
+  }
   return result;
 }
 
@@ -126,7 +194,10 @@ UMessage::Arg::Arg(const char* bytes) : tag_(BYTES), value_{} {
   value_.bytes = nullptr;
   if (bytes != nullptr) {
     const std::size_t size = std::strlen(bytes) + 1;
-    value_.bytes = new char[size];
+    // malloc and free rather than new[] and delete[]: the same heap, one call
+    // less on a path every catalogued error takes.
+    value_.bytes = static_cast<char*>(std::malloc(size));
+    if (value_.bytes == nullptr) throw std::bad_alloc();
     std::memcpy(value_.bytes, bytes, size);
   }
 }
@@ -167,12 +238,15 @@ UMessage::Arg& UMessage::Arg::operator=(Arg&& other) noexcept {
   return *this;
 }
 
-UMessage::Arg::~Arg() { release(); }
+// Numbers and moved-from arguments own nothing.
+UMessage::Arg::~Arg() {
+  if (tag_ >= BYTES) release();
+}
 
 void UMessage::Arg::release() {
   switch (tag_) {
     case BYTES:
-      delete[] value_.bytes;
+      std::free(value_.bytes);
       break;
     case STRING:
     case USTRING:

@@ -219,10 +219,11 @@ const UString Uuid::str(const bool compact) const {
   char text[kLongestShape];
   const std::size_t length = compact ? kCompactShape.length : kLongShape.length;
   compact ? format<kCompactShape>(*this, text) : format<kLongShape>(*this, text);
-  UChar units[kLongestShape + 1];
-  for (std::size_t i = 0; i < length; ++i) units[i] = static_cast<UChar>(text[i]);
-  units[length] = 0;
-  return UString(units);
+  // The text is ASCII, which the UTF-8 decoder widens straight into the
+  // string's own buffer: one allocation, no length count, no second copy.
+  UString printed;
+  printed.utf8_assign(text, length);
+  return printed;
 }
 
 const std::string Uuid::std_str(const bool compact) const {

@@ -51,7 +51,7 @@ constexpr UChar kVendorBaseUri[] = u"http://zelutil.example.org/ns";
 
 // This file as internal-error messages name it: relative to the source tree, so
 // that the text does not depend on where the library was built.
-constexpr char kSourcePath[] = "src/xmltag/xmltag.cpp";
+constexpr UChar kSourcePath[] = u"src/xmltag/xmltag.cpp";
 
 constexpr NsId kWellKnownCount = XmlTag::FIRST_DYNAMIC_NS_ID;
 constexpr Id kDefinedIdCount = XmlTag::FIRST_DYNAMIC_ID;
@@ -102,8 +102,9 @@ constexpr CatalogueRow kCatalogue[] = {
 using Arg = UMessage::Arg;
 
 // Internal errors pass function, path and line in this order, although the text
-// announces the line before the file: the crossed reading is deliberate.
-[[noreturn]] void internal_error(const char* function, const char* line) {
+// announces the line before the file: the crossed reading is deliberate. All
+// three are wide text, the kind code that inspects the arguments expects here.
+[[noreturn]] void internal_error(const UChar* function, const UChar* line) {
   throw StateException(UMessage(zelutil, 3, Arg(function), Arg(kSourcePath), Arg(line)));
 }
 
@@ -262,7 +263,7 @@ class Registry {
   void check_definable(NsId ns, Id id) const {
     if (id < 0 || id >= kDefinedIdCount) illegal_value("XmlTag::XmlTag");
     if (ns < -1 || ns >= kWellKnownCount) illegal_value("XmlTag::XmlTag");
-    if (defined_tag(id) != nullptr) internal_error("XmlTag::XmlTag", "703");
+    if (defined_tag(id) != nullptr) internal_error(u"XmlTag::XmlTag", u"703");
   }
 
   // Defines tag `id` named `name` in well-known namespace `ns` (-1: none). The
@@ -564,7 +565,7 @@ const XmlTag& XmlTag::lookup(Id id) {
   if (id < 0) XmlTagImpl::illegal_id();
   if (id >= FIRST_DYNAMIC_ID) return r.dynamic_tag(id);
   const XmlTag* tag = r.defined_tag(id);
-  if (tag == nullptr) XmlTagImpl::internal_error("XmlTag::lookup", "502");
+  if (tag == nullptr) XmlTagImpl::internal_error(u"XmlTag::lookup", u"502");
   return *tag;
 }
 
