@@ -28,11 +28,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
-#include <mutex>
 #include <string>
 #include <unordered_map>
 
+#include "strings/detail/annotated_mutex.h"
 #include "zel/arm4.h"
+#include "zel/thread_annotations.h"
 
 // The entry points are this library's whole interface: exported, unlike
 // everything else in it.
@@ -60,17 +61,19 @@ std::string id_key(const arm_id_t& id) {
 }
 
 // Everything below is guarded by g_lock.
-std::mutex g_lock;
-int g_trace_fd = -1;
-std::string g_trace_path;
-std::uint64_t g_next_id = 1;
-std::int64_t g_next_handle = 1;
-std::map<std::string, std::string> g_applications;        // id -> name
-std::map<std::string, arm_id_t> g_application_ids;        // name -> id
-std::map<std::string, Definition> g_definitions;          // id -> definition
-std::map<std::string, arm_id_t> g_definition_ids;         // application + '\0' + name -> id
-std::map<arm_app_start_handle_t, std::string> g_started;  // handle -> application id
-std::unordered_map<arm_tran_start_handle_t, Running> g_running;
+Zel::detail::AnnotatedMutex g_lock;
+int g_trace_fd ZEL_GUARDED_BY(g_lock) = -1;
+std::string g_trace_path ZEL_GUARDED_BY(g_lock);
+std::uint64_t g_next_id ZEL_GUARDED_BY(g_lock) = 1;
+std::int64_t g_next_handle ZEL_GUARDED_BY(g_lock) = 1;
+std::map<std::string, std::string> g_applications ZEL_GUARDED_BY(g_lock);  // id -> name
+std::map<std::string, arm_id_t> g_application_ids ZEL_GUARDED_BY(g_lock);  // name -> id
+std::map<std::string, Definition> g_definitions ZEL_GUARDED_BY(g_lock);    // id -> definition
+// application + '\0' + name -> id
+std::map<std::string, arm_id_t> g_definition_ids ZEL_GUARDED_BY(g_lock);
+// handle -> application id
+std::map<arm_app_start_handle_t, std::string> g_started ZEL_GUARDED_BY(g_lock);
+std::unordered_map<arm_tran_start_handle_t, Running> g_running ZEL_GUARDED_BY(g_lock);
 
 std::int64_t clock_ns(clockid_t clock) {
   timespec now{};
@@ -94,7 +97,7 @@ bool requested_failure(const char* function, const std::string& subject) {
   return false;
 }
 
-arm_id_t new_id() {
+arm_id_t new_id() ZEL_REQUIRES(g_lock) {
   arm_id_t id{};
   id.id_u.uint64[0] = static_cast<std::uint64_t>(getpid());
   id.id_u.uint64[1] = g_next_id++;
@@ -155,7 +158,7 @@ std::string subbuffer_formats(const arm_buffer4_t* buffer4) {
 }
 
 // Appends one event line; `fields` is the rest of the object after "event".
-void write_event(const char* event, const std::string& fields) {
+void write_event(const char* event, const std::string& fields) ZEL_REQUIRES(g_lock) {
   if (g_trace_fd < 0) return;
   const std::string line = "{\"event\":\"" + std::string(event) +
                            "\",\"time_ns\":" + std::to_string(clock_ns(CLOCK_REALTIME)) +
@@ -172,7 +175,7 @@ void write_event(const char* event, const std::string& fields) {
 }
 
 // Opens the file ZEL_ARM_TRACE names, unless it is the one already open.
-bool open_trace_file() {
+bool open_trace_file() ZEL_REQUIRES(g_lock) {
   const char* path = std::getenv("ZEL_ARM_TRACE");
   const std::string wanted = path != nullptr ? path : "";
   if (wanted == g_trace_path && (g_trace_fd >= 0 || wanted.empty())) return true;
@@ -216,7 +219,7 @@ ARM4_TRACE_EXPORT arm_error_t arm_register_application(const arm_char_t* app_nam
   if (requested_failure("arm_register_application", app_name)) {
     return arm4_trace::ERROR_REQUESTED;
   }
-  const std::lock_guard<std::mutex> guard(g_lock);
+  const Zel::detail::AnnotatedLock guard(g_lock);
   if (!open_trace_file()) return arm4_trace::ERROR_TRACE_FILE;
   auto known = g_application_ids.find(app_name);
   if (known == g_application_ids.end()) {
@@ -238,7 +241,7 @@ ARM4_TRACE_EXPORT arm_error_t arm_start_application(const arm_id_t* app_id,
                                                     arm_int32_t flags, const arm_buffer4_t* buffer4,
                                                     arm_app_start_handle_t* app_handle) {
   if (app_id == nullptr || app_handle == nullptr) return arm4_trace::ERROR_NULL_ARGUMENT;
-  const std::lock_guard<std::mutex> guard(g_lock);
+  const Zel::detail::AnnotatedLock guard(g_lock);
   const auto application = g_applications.find(id_key(*app_id));
   if (application == g_applications.end()) return arm4_trace::ERROR_UNKNOWN_ID;
   if (requested_failure("arm_start_application", application->second)) {
@@ -263,7 +266,7 @@ ARM4_TRACE_EXPORT arm_error_t arm_register_transaction(
   if (requested_failure("arm_register_transaction", tran_name)) {
     return arm4_trace::ERROR_REQUESTED;
   }
-  const std::lock_guard<std::mutex> guard(g_lock);
+  const Zel::detail::AnnotatedLock guard(g_lock);
   const std::string application = id_key(*app_id);
   const auto app = g_applications.find(application);
   if (app == g_applications.end()) return arm4_trace::ERROR_UNKNOWN_ID;
@@ -292,7 +295,7 @@ ARM4_TRACE_EXPORT arm_error_t arm_start_transaction(arm_app_start_handle_t app_h
                                                     arm_correlator_t* current_correlator) {
   if (tran_id == nullptr || tran_handle == nullptr) return arm4_trace::ERROR_NULL_ARGUMENT;
   const std::int64_t started = clock_ns(CLOCK_MONOTONIC);
-  const std::lock_guard<std::mutex> guard(g_lock);
+  const Zel::detail::AnnotatedLock guard(g_lock);
   if (g_started.count(app_handle) == 0) return arm4_trace::ERROR_UNKNOWN_HANDLE;
   const auto definition = g_definitions.find(id_key(*tran_id));
   if (definition == g_definitions.end()) return arm4_trace::ERROR_UNKNOWN_ID;
@@ -331,7 +334,7 @@ ARM4_TRACE_EXPORT arm_error_t arm_stop_transaction(arm_tran_start_handle_t tran_
                                                    arm_tran_status_t tran_status, arm_int32_t flags,
                                                    const arm_buffer4_t* buffer4) {
   const std::int64_t stopped = clock_ns(CLOCK_MONOTONIC);
-  const std::lock_guard<std::mutex> guard(g_lock);
+  const Zel::detail::AnnotatedLock guard(g_lock);
   const auto found = g_running.find(tran_handle);
   if (found == g_running.end()) return arm4_trace::ERROR_UNKNOWN_HANDLE;
   const Running& running = found->second;
