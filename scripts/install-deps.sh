@@ -5,7 +5,7 @@ set -euo pipefail
 
 build=(g++ cmake ninja-build pkg-config libicu-dev libcli11-dev libspdlog-dev libfmt-dev)
 test=("${build[@]}" libgtest-dev libgmock-dev libbenchmark-dev libexpat1-dev uuid-dev clang
-      libclang-rt-14-dev clang-format git tzdata gcovr valgrind doxygen python3 gnuplot-nox)
+      libclang-rt-14-dev clang-format git tzdata gcovr valgrind doxygen python3 gnuplot-nox clang-tidy)
 
 case "${1:-}" in
   demo) wanted=("${build[@]}") ;;

@@ -76,4 +76,9 @@ echo "installed arm4-trace: ok"
 step "fuzz targets"
 scripts/fuzz.sh "${ZEL_FUZZ_SECONDS:-20}"
 
+step "static analysis: clang -Wthread-safety build and clang-tidy"
+cmake --preset clang-tsa >/dev/null
+cmake --build --preset clang-tsa
+scripts/clang-tidy.sh
+
 step "all checks passed"
