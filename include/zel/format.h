@@ -62,19 +62,23 @@ struct TextFormatter : fmt::formatter<std::string_view> {
 
 }  // namespace Zel::detail
 
+namespace fmt {
+
 template <>
-struct fmt::formatter<Zel::UString> : Zel::detail::TextFormatter<Zel::UString> {};
+struct formatter<Zel::UString> : Zel::detail::TextFormatter<Zel::UString> {};
 template <>
-struct fmt::formatter<Zel::Utf8String> : Zel::detail::TextFormatter<Zel::Utf8String> {};
+struct formatter<Zel::Utf8String> : Zel::detail::TextFormatter<Zel::Utf8String> {};
 template <>
-struct fmt::formatter<Zel::Selector> : Zel::detail::TextFormatter<Zel::Selector> {};
+struct formatter<Zel::Selector> : Zel::detail::TextFormatter<Zel::Selector> {};
 template <>
-struct fmt::formatter<Zel::Uuid> : Zel::detail::TextFormatter<Zel::Uuid> {};
+struct formatter<Zel::Uuid> : Zel::detail::TextFormatter<Zel::Uuid> {};
 template <>
-struct fmt::formatter<Zel::Oid> : Zel::detail::TextFormatter<Zel::Oid> {};
+struct formatter<Zel::Oid> : Zel::detail::TextFormatter<Zel::Oid> {};
 template <>
-struct fmt::formatter<Zel::Identity> : Zel::detail::TextFormatter<Zel::Identity> {};
+struct formatter<Zel::Identity> : Zel::detail::TextFormatter<Zel::Identity> {};
 template <>
-struct fmt::formatter<Zel::DavTime> : Zel::detail::TextFormatter<Zel::DavTime> {};
+struct formatter<Zel::DavTime> : Zel::detail::TextFormatter<Zel::DavTime> {};
+
+}  // namespace fmt
 
 #endif  // ZEL_FORMAT_H_
