@@ -1,14 +1,14 @@
 #!/usr/bin/env bash
 # clang-tidy with the root .clang-tidy over every C++ source of src/ and tools/;
-# fails on any finding. Uses the compile commands of the clang-tsa build tree
-# (configured here when missing), so the flags are clang's own.
+# fails on any finding. Uses the compile commands of the clang-tsa build tree,
+# configured afresh so that new files are known; the flags are clang's own.
 #   scripts/clang-tidy.sh            every file
 #   scripts/clang-tidy.sh FILE...    only these
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 build=build/clang-tsa
-[ -f "$build/compile_commands.json" ] || cmake --preset clang-tsa >/dev/null
+cmake --preset clang-tsa >/dev/null
 
 if [ "$#" -gt 0 ]; then
   files=("$@")
