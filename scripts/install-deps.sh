@@ -7,7 +7,7 @@ build=(g++ cmake ninja-build pkg-config libicu-dev libcli11-dev libspdlog-dev li
        nlohmann-json3-dev prometheus-cpp-dev)
 test=("${build[@]}" libgtest-dev libgmock-dev libbenchmark-dev libexpat1-dev uuid-dev clang
       libclang-rt-14-dev clang-format git tzdata gcovr valgrind doxygen python3 gnuplot-nox
-      lintian dpkg-dev file binutils prometheus curl)
+      lintian dpkg-dev file binutils prometheus curl clang-tidy)
 
 case "${1:-}" in
   demo) wanted=("${build[@]}") ;;

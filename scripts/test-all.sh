@@ -91,4 +91,9 @@ for mode in metrics prometheus; do
 done
 rm -rf "$prometheus_prefix"
 
+step "static analysis: clang -Wthread-safety build and clang-tidy"
+cmake --preset clang-tsa >/dev/null
+cmake --build --preset clang-tsa
+scripts/clang-tidy.sh
+
 step "all checks passed"

@@ -14,14 +14,15 @@
 
 #include "zel/critsec_lock.h"
 #include "zel/export.h"
+#include "zel/thread_annotations.h"
 
 namespace Zel {
 
-class ZEL_EXPORT CriticalSection {
+class ZEL_EXPORT ZEL_SCOPED_CAPABILITY CriticalSection {
  public:
   // Locks `lock`, which must outlive the guard.
-  explicit CriticalSection(const CriticalSectionLock& lock);
-  ~CriticalSection();
+  explicit CriticalSection(const CriticalSectionLock& lock) ZEL_ACQUIRE(lock);
+  ~CriticalSection() ZEL_RELEASE();
 
   CriticalSection(const CriticalSection&) = delete;
   CriticalSection& operator=(const CriticalSection&) = delete;

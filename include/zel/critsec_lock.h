@@ -12,7 +12,10 @@
 //   }
 //
 // It also meets the standard's Lockable-without-try requirements (lock/unlock),
-// so std::lock_guard and std::unique_lock work with it as well.
+// so std::lock_guard and std::unique_lock work with it as well. It is a
+// capability for clang's thread-safety analysis (zel/thread_annotations.h):
+// data marked ZEL_GUARDED_BY(lock) must be touched only through a
+// CriticalSection on it.
 
 #ifndef ZEL_CRITSEC_LOCK_H_
 #define ZEL_CRITSEC_LOCK_H_
@@ -20,10 +23,11 @@
 #include <pthread.h>
 
 #include "zel/export.h"
+#include "zel/thread_annotations.h"
 
 namespace Zel {
 
-class ZEL_EXPORT CriticalSectionLock {
+class ZEL_EXPORT ZEL_CAPABILITY("mutex") CriticalSectionLock {
  public:
   // A process-private recursive mutex, ready to use.
   CriticalSectionLock();
@@ -34,9 +38,9 @@ class ZEL_EXPORT CriticalSectionLock {
   CriticalSectionLock& operator=(const CriticalSectionLock&) = delete;
 
   // Blocks until the calling thread holds the mutex; at once if it already does.
-  void lock() const;
+  void lock() const ZEL_ACQUIRE();
   // Releases one level of holding.
-  void unlock() const;
+  void unlock() const ZEL_RELEASE();
 
  private:
   // On the heap and owned, so that the object's address may change without

@@ -23,6 +23,7 @@
 
 #include "zel/critsec_lock.h"
 #include "zel/export.h"
+#include "zel/thread_annotations.h"
 #include "zel/ustring.h"
 
 namespace Zel {
@@ -69,7 +70,7 @@ class ZEL_EXPORT Fileutl {
 
   // The recorded paths, and the lock that guards them (recursive: the
   // operations above nest).
-  static std::map<UString, tmp_file_info_t> g_tmp_table;
+  static std::map<UString, tmp_file_info_t> g_tmp_table ZEL_GUARDED_BY(g_lock);
   static CriticalSectionLock g_lock;
 };
 

@@ -46,8 +46,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <iosfwd>
 #include <string>
+#include <string_view>
 
 #include "zel/export.h"
 #include "zel/ustring.h"
@@ -273,5 +275,43 @@ class ZEL_EXPORT Identity {
 };
 
 }  // namespace Zel
+
+// Hashes of the three identifiers, consistent with their operator==, so that
+// they key std::unordered_map and std::unordered_set. An Oid hashes its 16
+// bytes; a Uuid hashes as the Oid of the same bytes.
+namespace std {
+
+template <>
+struct hash<Zel::Oid> {
+  std::size_t operator()(const Zel::Oid& id) const noexcept {
+    const Zel::Oid::bits& b = id.get_bits();
+    return std::hash<std::string_view>()(
+        std::string_view(reinterpret_cast<const char*>(&b), sizeof b));
+  }
+};
+
+template <>
+struct hash<Zel::Uuid> {
+  std::size_t operator()(const Zel::Uuid& id) const noexcept {
+    return std::hash<Zel::Oid>()(Zel::Oid(id));
+  }
+};
+
+// The length, the type byte and the data bytes: what operator== compares. A
+// negative length counts no data bytes, as there.
+template <>
+struct hash<Zel::Identity> {
+  std::size_t operator()(const Zel::Identity& id) const noexcept {
+    const std::size_t data_size =
+        id.length() > 0 && id.bits() != nullptr ? static_cast<std::size_t>(id.length()) : 0;
+    const std::size_t data = std::hash<std::string_view>()(std::string_view(id.bits(), data_size));
+    const std::size_t head = static_cast<std::size_t>(static_cast<unsigned short>(id.length())) |
+                             static_cast<std::size_t>(id.type()) << 16;
+    // An odd multiplier spreads the few bits of `head` over the word.
+    return data ^ (head * static_cast<std::size_t>(0x9e3779b97f4a7c15ULL));
+  }
+};
+
+}  // namespace std
 
 #endif  // ZEL_OID_H_

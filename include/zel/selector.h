@@ -47,7 +47,7 @@ class ZEL_EXPORT Selector {
   // The product a selector belongs to. DOMAIN_INVALID and DOMAIN_NONE are never
   // written by the formatters; DOMAIN_NONE is part of the nil selector.
   enum provider_domain_t : std::int32_t {
-#define ZEL_SELECTOR_DOMAIN(value, enumerator, text) enumerator = value,
+#define ZEL_SELECTOR_DOMAIN(value, enumerator, text) enumerator = (value),
 #include "zel/selector_tables.def"
   };
 
@@ -56,7 +56,7 @@ class ZEL_EXPORT Selector {
   // formatters; NS_DBSET, NS_USERDB and NS_VOB take the whole rest of the text as
   // the repository; only NS_REPO takes a resource type.
   enum namespace_t : std::int32_t {
-#define ZEL_SELECTOR_NAMESPACE(value, enumerator, text) enumerator = value,
+#define ZEL_SELECTOR_NAMESPACE(value, enumerator, text) enumerator = (value),
 #include "zel/selector_tables.def"
   };
 

@@ -25,7 +25,9 @@
 
 #include <unicode/unistr.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <iosfwd>
 #include <string>
 #include <string_view>
@@ -224,5 +226,16 @@ ZEL_EXPORT std::wistream& operator>>(std::wistream& in, UString& s);
 ZEL_EXPORT std::istream& operator>>(std::istream& in, Utf8String& s);
 
 }  // namespace Zel
+
+// Hashes the code units, so that strings equal by operator== hash alike: a
+// UString keys std::unordered_map and std::unordered_set as it is.
+namespace std {
+template <>
+struct hash<Zel::UString> {
+  std::size_t operator()(const Zel::UString& s) const noexcept {
+    return std::hash<std::u16string_view>()(s.view());
+  }
+};
+}  // namespace std
 
 #endif  // ZEL_USTRING_H_

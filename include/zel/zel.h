@@ -2,6 +2,9 @@
 //
 // Include this one header to use any public name of the library; include the
 // family headers directly to keep compile times down.
+//
+// All but one: zel/format.h, the fmt formatters, is opt-in, since the library
+// itself does not depend on fmt; include it where fmt or spdlog is used.
 
 #ifndef ZEL_ZEL_H_
 #define ZEL_ZEL_H_
@@ -21,6 +24,7 @@
 #include "zel/qrpexception.h"
 #include "zel/resource.h"
 #include "zel/selector.h"
+#include "zel/thread_annotations.h"
 #include "zel/umessage.h"
 #include "zel/ustring.h"
 #include "zel/version.h"

@@ -91,7 +91,7 @@ UString DavTime::to_string(Format f) const {
   std::size_t length = 0;
   {
     CriticalSection guard(clib_lock());
-    const std::tm* utc = std::gmtime(&time_);
+    const std::tm* utc = std::gmtime(&time_);  // NOLINT(concurrency-mt-unsafe): under clib_lock
     if (utc == nullptr) return UString();
     if (f == ISO8601) {
       // Thirty bytes hold any four-digit year.
@@ -121,6 +121,9 @@ void DavTime::parse(const UString& text) {
     int f[5];
     if (read_rfc1123_shape(bytes, day_name, month_name, f)) {
       day = f[0], year = f[1], hours = f[2], minutes = f[3], seconds = f[4];
+      // The scan's rules (maximum widths, signs, trailing text) are the lenient
+      // parse of the date forms; a field it cannot read shows in the count.
+      // NOLINTNEXTLINE(cert-err34-c)
     } else if (std::sscanf(bytes.c_str(), "%3s, %2d %3s %4d %2d:%2d:%2d GMT", day_name, &day,
                            month_name, &year, &hours, &minutes, &seconds) < 7) {
       return;
@@ -134,6 +137,7 @@ void DavTime::parse(const UString& text) {
     int f[6];
     if (read_iso8601_shape(bytes, f)) {
       year = f[0], month = f[1], day = f[2], hours = f[3], minutes = f[4], seconds = f[5];
+      // NOLINTNEXTLINE(cert-err34-c): as above
     } else if (std::sscanf(bytes.c_str(), "%4d-%2d-%2dT%2d:%2d:%2dZ", &year, &month, &day, &hours,
                            &minutes, &seconds) < 6) {
       return;
@@ -166,11 +170,12 @@ void DavTime::parse(const UString& text) {
 
 int DavTime::get_tz_offset(time_t t) {
   CriticalSection guard(clib_lock());
-  const std::tm* utc = std::gmtime(&t);
+  const std::tm* utc = std::gmtime(&t);  // NOLINT(concurrency-mt-unsafe): under clib_lock
   if (utc == nullptr) return 0;
   int gs = utc->tm_sec, gm = utc->tm_min, gh = utc->tm_hour;
   const int gw = utc->tm_wday;
-  const std::tm* local = std::localtime(&t);  // overwrites *utc: copied above
+  // Overwrites *utc, copied above. Under clib_lock too.
+  const std::tm* local = std::localtime(&t);  // NOLINT(concurrency-mt-unsafe)
   if (local == nullptr) return 0;
   int ls = local->tm_sec, lm = local->tm_min, lh = local->tm_hour;
   const int lw = local->tm_wday;

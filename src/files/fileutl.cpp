@@ -109,7 +109,7 @@ UString Fileutl::create_tmp_file(unsigned file_id) {
   // Held over creation and recording, so that a name is in the table before
   // another thread can ask for one.
   CriticalSection guard(g_lock);
-  const UString path = make_tmp_object(UString(u"TMP"), false);
+  UString path = make_tmp_object(UString(u"TMP"), false);
   g_tmp_table[path] = tmp_file_info_t{false, file_id};
   return path;
 }

@@ -54,7 +54,7 @@ Identity::Identity(const short length, const type_t type, const char* data) : le
 }
 
 Identity::Identity(const short length, identity_t* raw)
-    : bits_(raw), length_(raw == nullptr && length > 0 ? 0 : length) {}
+    : bits_(raw), length_(raw == nullptr && length > 0 ? short{0} : length) {}
 
 Identity::Identity(const Identity& other) : length_(other.length_) {
   if (length_ > 0 || other.type() != 0) {

@@ -15,6 +15,7 @@
 #include <cstring>
 
 #include "zel/oid.h"
+#include "zel/thread_annotations.h"
 
 namespace {
 
@@ -50,43 +51,54 @@ struct generator_state_t {
   pid_t pid = 0;
 };
 
+// A plain, statically initialised mutex (usable before any constructor has
+// run), declared a lock for the thread-safety analysis.
+class ZEL_CAPABILITY("mutex") GeneratorMutex {
+ public:
+  void lock() ZEL_ACQUIRE() { pthread_mutex_lock(&mutex_); }
+  void unlock() ZEL_RELEASE() { pthread_mutex_unlock(&mutex_); }
+
+ private:
+  pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
+};
+
 // Guards g_state. Held across fork() by the handlers below, so that a child
 // never inherits it locked by a thread that does not exist there.
-pthread_mutex_t g_lock = PTHREAD_MUTEX_INITIALIZER;
-generator_state_t g_state;
+GeneratorMutex g_lock;
+generator_state_t g_state ZEL_GUARDED_BY(g_lock);
 
-void lock_before_fork() { pthread_mutex_lock(&g_lock); }
-void unlock_in_parent() { pthread_mutex_unlock(&g_lock); }
-void unlock_in_child() {
+void lock_before_fork() ZEL_ACQUIRE(g_lock) { g_lock.lock(); }
+void unlock_in_parent() ZEL_RELEASE(g_lock) { g_lock.unlock(); }
+void unlock_in_child() ZEL_RELEASE(g_lock) {
   g_state.pid = getpid();
-  pthread_mutex_unlock(&g_lock);
+  g_lock.unlock();
 }
 
 [[maybe_unused]] const int g_fork_handlers =
     pthread_atfork(lock_before_fork, unlock_in_parent, unlock_in_child);
 
-class StateLock {
+class ZEL_SCOPED_CAPABILITY StateLock {
  public:
-  StateLock() { pthread_mutex_lock(&g_lock); }
-  ~StateLock() { pthread_mutex_unlock(&g_lock); }
+  StateLock() ZEL_ACQUIRE(g_lock) { g_lock.lock(); }
+  ~StateLock() ZEL_RELEASE() { g_lock.unlock(); }
   StateLock(const StateLock&) = delete;
   StateLock& operator=(const StateLock&) = delete;
 };
 
 // Sleeps, without the lock, until the clock is past `window`.
-void wait_for_window_after(std::uint64_t window, std::uint64_t now) {
+void wait_for_window_after(std::uint64_t window, std::uint64_t now) ZEL_REQUIRES(g_lock) {
   const std::uint64_t remaining = ((window + 1) << kWindowShift) - now;  // 100 ns units
   timespec pause{static_cast<time_t>(remaining / 10000000),
                  static_cast<long>(remaining % 10000000 * 100)};
-  pthread_mutex_unlock(&g_lock);
+  g_lock.unlock();
   while (nanosleep(&pause, &pause) != 0) {
   }
-  pthread_mutex_lock(&g_lock);
+  g_lock.lock();
 }
 
 // Picks the window and counter value of the next UUID and commits them.
 // Called with the lock held; may release it while it waits.
-void next_window_and_counter(std::uint64_t& window, std::uint32_t& counter) {
+void next_window_and_counter(std::uint64_t& window, std::uint32_t& counter) ZEL_REQUIRES(g_lock) {
   generator_state_t& s = g_state;
   for (;;) {
     timeval now;

@@ -10,13 +10,14 @@
 #include <exception>
 #include <fstream>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
 #include "qvlogger/qvlogger.h"
+#include "strings/detail/annotated_mutex.h"
+#include "zel/thread_annotations.h"
 
 namespace Log {
 namespace {
@@ -96,7 +97,7 @@ const char* environment_locale() {
 class Translations {
  public:
   void set_directory(const std::string& directory) {
-    std::lock_guard<std::mutex> lock(mutex_);
+    Zel::detail::AnnotatedLock lock(mutex_);
     directory_ = directory;
     // Files are read afresh from the new place; the texts read so far stay in
     // `loaded_`, since callers may still hold them.
@@ -110,7 +111,7 @@ class Translations {
     std::string_view candidates[3];
     const int n = locale_candidates(extra != nullptr ? extra : environment_locale(), candidates);
     if (n == 0) return nullptr;
-    std::lock_guard<std::mutex> lock(mutex_);
+    Zel::detail::AnnotatedLock lock(mutex_);
     if (directory_.empty()) return nullptr;
     for (int i = 0; i < n; ++i) {
       const Translation* translation = file(candidates[i], name);
@@ -126,7 +127,7 @@ class Translations {
  private:
   // The catalogue file of `name` for `locale`, loaded on first use; null when
   // there is none. Called with `mutex_` held.
-  const Translation* file(std::string_view locale, std::string_view name) {
+  const Translation* file(std::string_view locale, std::string_view name) ZEL_REQUIRES(mutex_) {
     std::string path = directory_;
     path += '/';
     path += locale;
@@ -143,10 +144,11 @@ class Translations {
   }
 
   std::atomic<bool> enabled_{false};  // lets lookups skip the lock while translations are off
-  std::mutex mutex_;
-  std::string directory_;
-  std::unordered_map<std::string, const Translation*> files_;  // by path; null: no usable file
-  std::vector<std::unique_ptr<Translation>> loaded_;
+  Zel::detail::AnnotatedMutex mutex_;
+  std::string directory_ ZEL_GUARDED_BY(mutex_);
+  // By path; null: no usable file.
+  std::unordered_map<std::string, const Translation*> files_ ZEL_GUARDED_BY(mutex_);
+  std::vector<std::unique_ptr<Translation>> loaded_ ZEL_GUARDED_BY(mutex_);
 };
 
 // Never destroyed: its texts must outlive every caller, static ones included.

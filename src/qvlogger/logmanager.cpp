@@ -32,13 +32,14 @@
 #include <exception>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <utility>
 
 #include "detail/neutralise.h"
 #include "qvlogger/qvlogger.h"
+#include "strings/detail/annotated_mutex.h"
+#include "zel/thread_annotations.h"
 
 namespace Log {
 
@@ -63,7 +64,7 @@ std::unique_ptr<spdlog::logger> make_impl(const std::string& name, const spdlog:
 
 class NamedLogger final : public Logger {
  public:
-  NamedLogger(std::mutex& mutex, std::unique_ptr<spdlog::logger> impl)
+  NamedLogger(Zel::detail::AnnotatedMutex& mutex, std::unique_ptr<spdlog::logger> impl)
       : mutex_(mutex), impl_(std::move(impl)) {}
 
   void info(const char* utf8, int /*code*/) override { write(spdlog::level::info, utf8); }
@@ -78,20 +79,20 @@ class NamedLogger final : public Logger {
     // Outside the lock: a long message to escape holds up no other thread.
     std::string escaped;
     const std::string_view line = detail::neutralise(utf8 != nullptr ? utf8 : "", escaped);
-    std::lock_guard<std::mutex> lock(mutex_);
+    Zel::detail::AnnotatedLock lock(mutex_);
     // Passed as a plain view so that braces in a message are never taken for
     // format fields.
     impl_->log(level, spdlog::string_view_t(line.data(), line.size()));
   }
 
-  std::mutex& mutex_;  // the manager's
+  Zel::detail::AnnotatedMutex& mutex_;  // the manager's
   std::unique_ptr<spdlog::logger> impl_;
 };
 
 class FileLogManager final : public LogManager {
  public:
   Logger* get_logger(const std::string& name) override {
-    std::lock_guard<std::mutex> lock(mutex_);
+    Zel::detail::AnnotatedLock lock(mutex_);
     std::unique_ptr<NamedLogger>& slot = loggers_[name];
     if (slot == nullptr) {
       slot = std::make_unique<NamedLogger>(mutex_, make_impl(name, sink_, level_));
@@ -101,7 +102,7 @@ class FileLogManager final : public LogManager {
 
   // Moves every logger, present and future, to `sink` at `level`.
   void configure(spdlog::sink_ptr sink, spdlog::level::level_enum level) {
-    std::lock_guard<std::mutex> lock(mutex_);
+    Zel::detail::AnnotatedLock lock(mutex_);
     // Built first, so that running out of memory half way leaves the old
     // settings whole.
     std::map<std::string, std::unique_ptr<spdlog::logger>> impls;
@@ -112,10 +113,10 @@ class FileLogManager final : public LogManager {
   }
 
  private:
-  std::mutex mutex_;  // guards all below, and every write
-  spdlog::sink_ptr sink_;
-  spdlog::level::level_enum level_ = spdlog::level::info;
-  std::map<std::string, std::unique_ptr<NamedLogger>> loggers_;
+  Zel::detail::AnnotatedMutex mutex_;  // guards all below, and every write
+  spdlog::sink_ptr sink_ ZEL_GUARDED_BY(mutex_);
+  spdlog::level::level_enum level_ ZEL_GUARDED_BY(mutex_) = spdlog::level::info;
+  std::map<std::string, std::unique_ptr<NamedLogger>> loggers_ ZEL_GUARDED_BY(mutex_);
 };
 
 // Never destroyed: loggers are handed out for the life of the process, and

@@ -146,7 +146,8 @@ class WordIndex {
   };
 
   static constexpr std::size_t slot_of(Units word) {
-    return word.empty() ? 0 : (word.size() * 31 + word.front() * 7u + word.back()) % kSlots;
+    return word.empty() ? 0
+                        : (word.size() * 31 + word.front() * std::size_t{7} + word.back()) % kSlots;
   }
 
   std::array<Slot, kSlots> slots_{};

@@ -128,6 +128,8 @@ UString::UString(const std::wstring& wide) {
 
 UString::~UString() { close_converter(); }
 
+// Safe on itself: ICU's assignment is, and the converter is not touched.
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment,cert-oop54-cpp)
 UString& UString::operator=(const UString& other) {
   text_ = other.text_;
   return *this;

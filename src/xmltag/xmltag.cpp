@@ -34,6 +34,7 @@
 #include "zel/critsec.h"
 #include "zel/critsec_lock.h"
 #include "zel/exception.h"
+#include "zel/thread_annotations.h"
 #include "zel/umessage.h"
 
 namespace Zel {
@@ -373,6 +374,9 @@ class Registry {
 
   // Builds the 21 well-known records and the namespace vector sorted by URI.
   void create_wk_namespaces() {
+    // Only the constructor gets here, before another thread can see the
+    // registry; the lock costs nothing then and keeps the rule without exception.
+    CriticalSection guard(dynamic_tags_lock_);
     const UString base(kVendorBaseUri);
     for (const WellKnownRow& row : kWellKnownRows) {
       wk_namespace_t& wk = wk_namespaces_array_[static_cast<std::size_t>(row.id)];
@@ -426,12 +430,17 @@ class Registry {
 
   // Guarded by dynamic_tags_lock_. namespace_storage_ owns every record.
   CriticalSectionLock dynamic_tags_lock_;
-  std::vector<std::unique_ptr<XmlTag::Namespace>> namespace_storage_;
-  std::vector<XmlTag::Namespace*> nsid_to_namespace_map_;    // run-time ids 21, 22, ...
-  std::vector<XmlTag::Namespace*> sorted_namespace_vector_;  // all records, by URI
-  Id num_defined_tags_ = XmlTag::FIRST_DYNAMIC_ID;           // the next run-time id
-  IdToTagMap all_dynamic_tags_;
-  std::map<std::u16string, const XmlTag*, std::less<>> nameless_tags_;
+  std::vector<std::unique_ptr<XmlTag::Namespace>> namespace_storage_
+      ZEL_GUARDED_BY(dynamic_tags_lock_);
+  // Run-time ids 21, 22, ...
+  std::vector<XmlTag::Namespace*> nsid_to_namespace_map_ ZEL_GUARDED_BY(dynamic_tags_lock_);
+  // All records, by URI.
+  std::vector<XmlTag::Namespace*> sorted_namespace_vector_ ZEL_GUARDED_BY(dynamic_tags_lock_);
+  // The next run-time id.
+  Id num_defined_tags_ ZEL_GUARDED_BY(dynamic_tags_lock_) = XmlTag::FIRST_DYNAMIC_ID;
+  IdToTagMap all_dynamic_tags_ ZEL_GUARDED_BY(dynamic_tags_lock_);
+  std::map<std::u16string, const XmlTag*, std::less<>> nameless_tags_
+      ZEL_GUARDED_BY(dynamic_tags_lock_);
 };
 
 namespace {

@@ -42,13 +42,14 @@
 #include <exception>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "arm4_bookkeeping.h"
+#include "strings/detail/annotated_mutex.h"
 #include "zel/arm4.h"
+#include "zel/thread_annotations.h"
 
 // The entry points are this library's whole interface: exported, unlike
 // everything else in it.
@@ -93,13 +94,14 @@ struct Exporter {
 };
 
 // Everything below is guarded by g_lock.
-std::mutex g_lock;
-arm4_common::Bookkeeping<Running, const Series*> g_book;
+Zel::detail::AnnotatedMutex g_lock;
+arm4_common::Bookkeeping<Running, const Series*> g_book ZEL_GUARDED_BY(g_lock);
 // Made by the first registration that succeeds and never destroyed: threads of
 // the measured program may still stop transactions while it exits.
-Exporter* g_exporter = nullptr;
-std::set<std::string> g_transaction_names;
-std::map<std::string, Series> g_series;  // application + '\0' + transaction label
+Exporter* g_exporter ZEL_GUARDED_BY(g_lock) = nullptr;
+std::set<std::string> g_transaction_names ZEL_GUARDED_BY(g_lock);
+std::map<std::string, Series> g_series
+    ZEL_GUARDED_BY(g_lock);  // application + '\0' + transaction label
 
 void say(const std::string& why) { std::fprintf(stderr, "arm4-prometheus: %s\n", why.c_str()); }
 
@@ -150,7 +152,7 @@ prometheus::Histogram::BucketBoundaries default_buckets() {
 }
 
 // Starts serving metrics; 0 or the error that says why it cannot.
-arm_error_t start_exporter() {
+arm_error_t start_exporter() ZEL_REQUIRES(g_lock) {
   const char* address_setting = std::getenv("ZEL_ARM_PROMETHEUS");
   const std::string address = address_setting != nullptr ? address_setting : "127.0.0.1:9464";
   if (!valid_address(address)) {
@@ -187,7 +189,8 @@ arm_error_t start_exporter() {
 }
 
 // The series a new definition counts in, made on first use.
-const Series* series_for(const std::string& application, const std::string& transaction) {
+const Series* series_for(const std::string& application, const std::string& transaction)
+    ZEL_REQUIRES(g_lock) {
   std::string label = label_value(transaction);
   if (g_transaction_names.count(label) == 0) {
     if (g_transaction_names.size() < MAX_TRANSACTION_NAMES) {
@@ -249,7 +252,7 @@ ARM4_PROMETHEUS_EXPORT arm_error_t arm_register_application(const arm_char_t* ap
                                                             arm_id_t* output_app_id) {
   static_cast<void>(input_app_id), static_cast<void>(flags), static_cast<void>(buffer4);
   if (app_name == nullptr || output_app_id == nullptr) return ERROR_NULL_ARGUMENT;
-  const std::lock_guard<std::mutex> guard(g_lock);
+  const Zel::detail::AnnotatedLock guard(g_lock);
   if (g_exporter == nullptr) {
     const arm_error_t refused = start_exporter();
     if (refused != 0) return refused;
@@ -264,7 +267,7 @@ ARM4_PROMETHEUS_EXPORT arm_error_t arm_start_application(
   static_cast<void>(app_group), static_cast<void>(app_instance);
   static_cast<void>(flags), static_cast<void>(buffer4);
   if (app_id == nullptr || app_handle == nullptr) return ERROR_NULL_ARGUMENT;
-  const std::lock_guard<std::mutex> guard(g_lock);
+  const Zel::detail::AnnotatedLock guard(g_lock);
   if (g_book.application_name(*app_id) == nullptr) return ERROR_UNKNOWN_ID;
   *app_handle = g_book.start_application();
   return 0;
@@ -277,7 +280,7 @@ ARM4_PROMETHEUS_EXPORT arm_error_t arm_register_transaction(
   if (app_id == nullptr || tran_name == nullptr || output_tran_id == nullptr) {
     return ERROR_NULL_ARGUMENT;
   }
-  const std::lock_guard<std::mutex> guard(g_lock);
+  const Zel::detail::AnnotatedLock guard(g_lock);
   auto* definition = g_book.register_transaction(*app_id, tran_name);
   if (definition == nullptr) return ERROR_UNKNOWN_ID;
   if (definition->data == nullptr) {
@@ -295,7 +298,7 @@ ARM4_PROMETHEUS_EXPORT arm_error_t arm_start_transaction(
   static_cast<void>(parent_correlator), static_cast<void>(flags), static_cast<void>(buffer4);
   if (tran_id == nullptr || tran_handle == nullptr) return ERROR_NULL_ARGUMENT;
   const Clock::time_point started = Clock::now();
-  const std::lock_guard<std::mutex> guard(g_lock);
+  const Zel::detail::AnnotatedLock guard(g_lock);
   if (!g_book.started(app_handle)) return ERROR_UNKNOWN_HANDLE;
   const auto* definition = g_book.definition(*tran_id);
   if (definition == nullptr) return ERROR_UNKNOWN_ID;
@@ -314,7 +317,7 @@ ARM4_PROMETHEUS_EXPORT arm_error_t arm_stop_transaction(arm_tran_start_handle_t 
   const Clock::time_point stopped = Clock::now();
   Running running;
   {
-    const std::lock_guard<std::mutex> guard(g_lock);
+    const Zel::detail::AnnotatedLock guard(g_lock);
     const Running* found = g_book.running(tran_handle);
     if (found == nullptr) return ERROR_UNKNOWN_HANDLE;
     running = *found;

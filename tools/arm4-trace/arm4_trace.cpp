@@ -28,12 +28,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
 #include <nlohmann/json.hpp>
 #include <string>
 
 #include "arm4_bookkeeping.h"
+#include "strings/detail/annotated_mutex.h"
 #include "zel/arm4.h"
+#include "zel/thread_annotations.h"
 
 // The entry points are this library's whole interface: exported, unlike
 // everything else in it.
@@ -53,10 +54,10 @@ struct Running {
 };
 
 // Everything below is guarded by g_lock.
-std::mutex g_lock;
-int g_trace_fd = -1;
-std::string g_trace_path;
-arm4_common::Bookkeeping<Running> g_book;
+Zel::detail::AnnotatedMutex g_lock;
+int g_trace_fd ZEL_GUARDED_BY(g_lock) = -1;
+std::string g_trace_path ZEL_GUARDED_BY(g_lock);
+arm4_common::Bookkeeping<Running> g_book ZEL_GUARDED_BY(g_lock);
 
 std::int64_t clock_ns(clockid_t clock) {
   timespec now{};
@@ -116,7 +117,7 @@ Json subbuffer_formats(const arm_buffer4_t* buffer4) {
 
 // Appends one event line: "event", "time_ns" and "pid", then `fields`. Bytes
 // of a name that are not UTF-8 become U+FFFD, so that every line stays JSON.
-void write_event(const char* event, const Json& fields) {
+void write_event(const char* event, const Json& fields) ZEL_REQUIRES(g_lock) {
   if (g_trace_fd < 0) return;
   Json object = {{"event", event}, {"time_ns", clock_ns(CLOCK_REALTIME)}, {"pid", getpid()}};
   for (const auto& [key, value] : fields.items()) object[key] = value;
@@ -150,7 +151,7 @@ int open_regular_file(const std::string& path) {
 }
 
 // Opens the file ZEL_ARM_TRACE names, unless it is the one already open.
-bool open_trace_file() {
+bool open_trace_file() ZEL_REQUIRES(g_lock) {
   const char* path = std::getenv("ZEL_ARM_TRACE");
   const std::string wanted = path != nullptr ? path : "";
   if (wanted == g_trace_path && (g_trace_fd >= 0 || wanted.empty())) return true;
@@ -194,7 +195,7 @@ ARM4_TRACE_EXPORT arm_error_t arm_register_application(const arm_char_t* app_nam
   if (requested_failure("arm_register_application", app_name)) {
     return arm4_trace::ERROR_REQUESTED;
   }
-  const std::lock_guard<std::mutex> guard(g_lock);
+  const Zel::detail::AnnotatedLock guard(g_lock);
   if (!open_trace_file()) return arm4_trace::ERROR_TRACE_FILE;
   *output_app_id = g_book.register_application(app_name);
   write_event("register_application", {{"app", app_name},
@@ -211,7 +212,7 @@ ARM4_TRACE_EXPORT arm_error_t arm_start_application(const arm_id_t* app_id,
                                                     arm_int32_t flags, const arm_buffer4_t* buffer4,
                                                     arm_app_start_handle_t* app_handle) {
   if (app_id == nullptr || app_handle == nullptr) return arm4_trace::ERROR_NULL_ARGUMENT;
-  const std::lock_guard<std::mutex> guard(g_lock);
+  const Zel::detail::AnnotatedLock guard(g_lock);
   const std::string* application = g_book.application_name(*app_id);
   if (application == nullptr) return arm4_trace::ERROR_UNKNOWN_ID;
   if (requested_failure("arm_start_application", *application)) {
@@ -237,7 +238,7 @@ ARM4_TRACE_EXPORT arm_error_t arm_register_transaction(
   if (requested_failure("arm_register_transaction", tran_name)) {
     return arm4_trace::ERROR_REQUESTED;
   }
-  const std::lock_guard<std::mutex> guard(g_lock);
+  const Zel::detail::AnnotatedLock guard(g_lock);
   const auto* definition = g_book.register_transaction(*app_id, tran_name);
   if (definition == nullptr) return arm4_trace::ERROR_UNKNOWN_ID;
   *output_tran_id = definition->id;
@@ -258,7 +259,7 @@ ARM4_TRACE_EXPORT arm_error_t arm_start_transaction(arm_app_start_handle_t app_h
                                                     arm_correlator_t* current_correlator) {
   if (tran_id == nullptr || tran_handle == nullptr) return arm4_trace::ERROR_NULL_ARGUMENT;
   const std::int64_t started = clock_ns(CLOCK_MONOTONIC);
-  const std::lock_guard<std::mutex> guard(g_lock);
+  const Zel::detail::AnnotatedLock guard(g_lock);
   if (!g_book.started(app_handle)) return arm4_trace::ERROR_UNKNOWN_HANDLE;
   const auto* definition = g_book.definition(*tran_id);
   if (definition == nullptr) return arm4_trace::ERROR_UNKNOWN_ID;
@@ -297,7 +298,7 @@ ARM4_TRACE_EXPORT arm_error_t arm_stop_transaction(arm_tran_start_handle_t tran_
                                                    arm_tran_status_t tran_status, arm_int32_t flags,
                                                    const arm_buffer4_t* buffer4) {
   const std::int64_t stopped = clock_ns(CLOCK_MONOTONIC);
-  const std::lock_guard<std::mutex> guard(g_lock);
+  const Zel::detail::AnnotatedLock guard(g_lock);
   const Running* running = g_book.running(tran_handle);
   if (running == nullptr) return arm4_trace::ERROR_UNKNOWN_HANDLE;
   if (requested_failure("arm_stop_transaction", running->name)) {

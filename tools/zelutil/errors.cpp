@@ -11,7 +11,9 @@ namespace zelutil {
 namespace {
 
 // The number of texts the catalogue's header announces ("zelutil 21").
-int catalogue_size() { return std::atoi(std::string(Zel::zelutil[0]).substr(8).c_str()); }
+int catalogue_size() {
+  return static_cast<int>(std::strtol(std::string(Zel::zelutil[0]).substr(8).c_str(), nullptr, 10));
+}
 
 void list_messages() {
   const int count = catalogue_size();
@@ -28,6 +30,7 @@ void print_message(int number, const std::vector<std::string>& texts) {
   args.reserve(texts.size());
   for (const std::string& text : texts) args.emplace_back(Zel::UString(Zel::Utf8String(text)));
   std::vector<const Zel::UMessage::Arg*> pointers;
+  pointers.reserve(args.size());
   for (const auto& arg : args) pointers.push_back(&arg);
   std::cout << Zel::UMessage::sprintf(Zel::zelutil, number, pointers, nullptr).utf8_str() << '\n';
 }

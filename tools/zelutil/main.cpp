@@ -1,9 +1,13 @@
 // zelutil: each subsystem of libzelutil, at the command line.
+#include <exception>
 #include <iostream>
 
 #include "commands.h"
+#include "zel/qrpexception.h"
 
-int main(int argc, char** argv) {
+namespace {
+
+int run(int argc, char** argv) {
   CLI::App app{"zelutil - the libzelutil foundation library at the command line"};
   app.require_subcommand(1);
   // In the order of the library's subsystems.
@@ -34,4 +38,21 @@ int main(int argc, char** argv) {
     return zelutil::kExitFailure;
   }
   return zelutil::kExitOk;
+}
+
+}  // namespace
+
+// A failure no command turned into a CommandError is still reported and ends
+// with kExitFailure, never with an abort.
+int main(int argc, char** argv) {
+  try {
+    return run(argc, argv);
+  } catch (const Zel::QRPException& e) {
+    std::cerr << "zelutil: " << e.message().message_string().utf8_str() << '\n';
+  } catch (const std::exception& e) {
+    std::cerr << "zelutil: " << e.what() << '\n';
+  } catch (...) {
+    std::cerr << "zelutil: unexpected failure\n";
+  }
+  return zelutil::kExitFailure;
 }
