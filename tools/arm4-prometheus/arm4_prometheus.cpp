@@ -147,7 +147,10 @@ bool parse_buckets(const std::string& list, prometheus::Histogram::BucketBoundar
 
 prometheus::Histogram::BucketBoundaries default_buckets() {
   prometheus::Histogram::BucketBoundaries bounds;
-  for (double bound = 0.0001; bound < 30; bound *= 2) bounds.push_back(bound);
+  // 100 us doubling up to 26.2144 s: 19 bounds.
+  for (int doublings = 0; doublings <= 18; ++doublings) {
+    bounds.push_back(std::ldexp(0.0001, doublings));
+  }
   return bounds;
 }
 
