@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "arm4_trace.h"
-#include "arm_test_support.h"
+#include "support/arm_trace.h"
 #include "zel/arm.h"
 
 namespace Zel {
