@@ -18,7 +18,7 @@ namespace {
 
 TEST(UuidGeneratorConcurrency, ThreadsNeverRepeat) {
   constexpr int kThreads = 4;
-  constexpr int kPerThread = 150000;
+  constexpr int kPerThread = 50000;
   std::vector<std::vector<qbs_uuid_s>> results(kThreads);
   zel_test::run_together(kThreads, [&results](int t) {
     results[t].resize(kPerThread);
