@@ -4,8 +4,9 @@
 # UndefinedBehaviorSanitizer so that a write past an array counts, runs the
 # whole suite for each, and prints the share of faults the tests notice.
 #
-# The tool lives beside the repository (../shared/tools/mutate.py) or where
-# ZEL_MUTATE points; a clone without it skips the step. The sample is seeded
+# The tool lives beside the repository (../shared/tools/mutate.py, or one
+# level further up from a worktree) or where ZEL_MUTATE points; a clone without
+# it skips the step. The sample is seeded
 # from the commit, so a rerun of one commit plants the same faults.
 # Usage: mutation.sh [COUNT]   (default 60; ZEL_MUTATION_COUNT also sets it)
 # Prints the tool's per-mutant lines and its closing "mutation score" line;
@@ -14,9 +15,15 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-tool=${ZEL_MUTATE:-../shared/tools/mutate.py}
-if [ ! -f "$tool" ]; then
-  echo "mutation tool not found at $tool, skipped"
+tool=${ZEL_MUTATE:-}
+if [ -z "$tool" ]; then
+  # Beside the checkout, or beside the folder of worktrees it sits in.
+  for candidate in ../shared/tools/mutate.py ../../shared/tools/mutate.py; do
+    [ -f "$candidate" ] && tool=$candidate && break
+  done
+fi
+if [ -z "$tool" ] || [ ! -f "$tool" ]; then
+  echo "mutation tool not found (ZEL_MUTATE, ../shared/tools/mutate.py), skipped"
   exit 0
 fi
 
