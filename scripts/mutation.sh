@@ -29,7 +29,15 @@ fi
 
 count=${1:-${ZEL_MUTATION_COUNT:-60}}
 seed=$((16#$(git rev-parse --short=7 HEAD)))
-work=${ZEL_MUTATION_WORK:-/tmp/zel-mutation-$(id -u)}
+# A fresh build directory each time: one reused after an interrupted run may
+# still hold an object built with a planted fault. ZEL_MUTATION_WORK keeps one
+# across runs, for quicker reruns by hand.
+if [ -n "${ZEL_MUTATION_WORK:-}" ]; then
+  work=$ZEL_MUTATION_WORK
+else
+  work=$(mktemp -d)
+  trap 'rm -rf "$work"' EXIT
+fi
 echo "seed $seed, $count mutants, work directory $work"
 
 # The asan preset's configuration and test environment; mutate.py runs CTest
