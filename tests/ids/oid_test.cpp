@@ -90,6 +90,17 @@ TEST(UuidParse, AcceptsWhatTheScanFormatsAccept) {
   }
 }
 
+// Two UUIDs are equal only when every byte is: each one alone tells them apart.
+TEST(Uuid, EqualityLooksAtEveryByte) {
+  const qbs_uuid_s raw = kCounting;
+  for (std::size_t b = 0; b < sizeof raw; ++b) {
+    qbs_uuid_s changed = raw;
+    reinterpret_cast<unsigned char*>(&changed)[b] ^= 0x80;
+    EXPECT_FALSE(Uuid(changed) == kCounting) << "byte " << b;
+    EXPECT_TRUE(Uuid(changed) != kCounting) << "byte " << b;
+  }
+}
+
 TEST(UuidParse, RefusesWithMessage7NamingTheTextTwice) {
   const std::string texts[] = {
       "xyz",

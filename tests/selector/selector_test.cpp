@@ -97,6 +97,7 @@ TEST(SelectorParse, EachFailureReasonInTheOrderTested) {
       {"lw.repo.no-such-type.q:x@y", "unknown resource type: no-such-type"},
       {"lw.repo.acl-entry:x@y", "unknown resource type: acl-entry"},  // not a "RES:" tag
       {"lw.repo.vob.q:x@y", "extra segment before name and repository: q"},
+      {"lw.repo.vob.q.r.s:x@y", "extra segment before name and repository: q"},
       {"lw.brtype.vob:x@y", "extra segment before name and repository: vob"},
       {"lw.brtype.vob:", "extra segment before name and repository: vob"},
       {"lw.brtype:", "no name or repository segments"},
