@@ -150,6 +150,13 @@ TEST_F(ArmApplicationTest, ForwardsArrivalTimesAndErrorMessages) {
   EXPECT_FALSE(is_zero(id));
 }
 
+// A trace that cannot be written loses its lines, never the measured program.
+TEST_F(ArmApplicationTest, AFullDiskLosesTraceLinesOnly) {
+  ::setenv("ZEL_ARM_TRACE", "/dev/full", 1);
+  switch_on();
+  EXPECT_EQ(ArmApplication::g_level, 1);
+}
+
 // The runtime refuses a missing required pointer rather than write through it.
 TEST_F(ArmApplicationTest, TheRuntimeRefusesMissingArguments) {
   switch_on();
