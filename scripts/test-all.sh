@@ -96,4 +96,12 @@ cmake --preset clang-tsa >/dev/null
 cmake --build --preset clang-tsa
 scripts/clang-tidy.sh
 
+step "mutation score (reported, not a gate)"
+# Bounded like the coverage step; a sample's score moves a few points from
+# commit to commit, so it is printed and never fails the run.
+mutation_log=$(mktemp)
+timeout 1800 scripts/mutation.sh >"$mutation_log" 2>&1 || echo "mutation run stopped early"
+grep -E '^(SURVIVED|          ->|mutation|seed)' "$mutation_log" || tail -n 20 "$mutation_log"
+rm -f "$mutation_log"
+
 step "all checks passed"

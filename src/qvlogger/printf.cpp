@@ -348,7 +348,11 @@ class Formatter {
             out_.append(digits.data(), digits.size());
             return true;
           }
-          return print(FmtDirective(d, kAll, c), value.integer);
+          if (c == 'd' || c == 'i') return print(FmtDirective(d, kAll, c), value.integer);
+          // C ignores '+' and ' ' on the unsigned conversions; fmt would write them.
+          Directive no_sign = d;
+          no_sign.plus = no_sign.space = false;
+          return print(FmtDirective(no_sign, kAll, c), value.integer);
         }
         if (is_floating_conversion(c)) {
           return print_floating(d, static_cast<long double>(value.integer));

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "../qvlogger/scratch.h"
+#include "support/scratch.h"
 #include "zel/arm.h"
 #include "zel/logadaptor.h"
 
@@ -47,7 +47,7 @@ TEST(ArmOff, LevelZeroLoadsNothingAndEveryCallIsOff) {
 }
 
 TEST(ArmOff, AMissingRuntimeIsLoggedAndTriedAgain) {
-  qvlogger_test::ScratchDir dir;
+  zel_test::ScratchDir dir;
   ASSERT_NE(Log::LogAdaptor::initialize("arm", dir.path().c_str(), "info", 0), nullptr);
   ArmBuffer none(false);
   for (int attempt = 0; attempt < 2; ++attempt) {
@@ -57,7 +57,7 @@ TEST(ArmOff, AMissingRuntimeIsLoggedAndTriedAgain) {
   }
   EXPECT_EQ(ArmApplication::ArmRuntimeLoader::load_runtime(), ARM_OFF);
 
-  const std::string log = qvlogger_test::read_file(dir.file("arm.log"));
+  const std::string log = zel_test::read_file(dir.file("arm.log"));
   EXPECT_EQ(occurrences(log, "[Zel] [error] arm_application.cpp:"), 5);
   EXPECT_EQ(occurrences(log, " ArmRuntimeLoader::load_runtime: libarm4.so: cannot open"), 3);
   EXPECT_EQ(occurrences(log,

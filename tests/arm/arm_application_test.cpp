@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "arm4_trace.h"
-#include "arm_test_support.h"
+#include "support/arm_trace.h"
 #include "zel/arm.h"
 
 namespace Zel {
@@ -148,6 +148,29 @@ TEST_F(ArmApplicationTest, ForwardsArrivalTimesAndErrorMessages) {
   arm_id_t id{};
   EXPECT_EQ(ArmApplication::register_transaction("Direct", 0, nullptr, &id), 0);
   EXPECT_FALSE(is_zero(id));
+}
+
+// The runtime refuses a missing required pointer rather than write through it.
+TEST_F(ArmApplicationTest, TheRuntimeRefusesMissingArguments) {
+  switch_on();
+  using Loader = ArmApplication::ArmRuntimeLoader;
+  arm_id_t id{};
+  arm_app_start_handle_t app = 0;
+  arm_tran_start_handle_t tran = 0;
+  const std::vector<int> results = {
+      Loader::g_fnc_arm_register_application(nullptr, nullptr, 0, nullptr, &id),
+      Loader::g_fnc_arm_register_application("app", nullptr, 0, nullptr, nullptr),
+      Loader::g_fnc_arm_start_application(nullptr, nullptr, nullptr, 0, nullptr, &app),
+      Loader::g_fnc_arm_start_application(&id, nullptr, nullptr, 0, nullptr, nullptr),
+      Loader::g_fnc_arm_register_transaction(nullptr, "t", nullptr, 0, nullptr, &id),
+      Loader::g_fnc_arm_register_transaction(&id, nullptr, nullptr, 0, nullptr, &id),
+      Loader::g_fnc_arm_register_transaction(&id, "t", nullptr, 0, nullptr, nullptr),
+      Loader::g_fnc_arm_start_transaction(app, nullptr, nullptr, 0, nullptr, &tran, nullptr),
+      Loader::g_fnc_arm_start_transaction(app, &id, nullptr, 0, nullptr, nullptr, nullptr),
+      Loader::g_fnc_arm_get_error_message(ARM_CHARSET_UTF8, 0, nullptr),
+      Loader::g_fnc_arm_get_arrival_time(nullptr),
+  };
+  EXPECT_EQ(results, std::vector<int>(results.size(), arm4_trace::ERROR_NULL_ARGUMENT));
 }
 
 }  // namespace

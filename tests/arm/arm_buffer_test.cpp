@@ -134,6 +134,18 @@ TEST(ArmBuffer, FixedSubBuffersCarryTheirFields) {
   ASSERT_NE(system.address, address);  // a copy, inside the sub-buffer's block
   EXPECT_EQ(std::memcmp(system.address, address, 6), 0);
   EXPECT_EQ(system.id_valid, ARM_FALSE);
+
+  // An address without bytes, or bytes without an address, is no address; the
+  // id is still passed on.
+  ArmBuffer no_address(false);
+  no_address.add_buffer(2, 0, address, true, id);
+  no_address.add_buffer(2, 4, nullptr, true, id);
+  for (int i = 0; i < 2; ++i) {
+    const auto& empty = sub<arm_subbuffer_system_address_t>(no_address, i);
+    EXPECT_EQ(empty.address, nullptr);
+    EXPECT_EQ(empty.id_valid, ARM_TRUE);
+    EXPECT_EQ(std::memcmp(&empty.id, &id, sizeof id), 0);
+  }
 }
 
 TEST(ArmBuffer, CutsTextsToTheStandardsLimits) {

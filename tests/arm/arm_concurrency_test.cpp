@@ -4,11 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <thread>
-#include <vector>
 
 #include "arm4_trace.h"
-#include "arm_test_support.h"
+#include "support/arm_trace.h"
+#include "support/threads.h"
 #include "zel/arm.h"
 
 namespace Zel {
@@ -26,31 +25,27 @@ TEST_F(ArmConcurrencyTest, ThreadsKeepTheirOwnStacks) {
   constexpr int kThreads = 8;
   constexpr int kRounds = 100;
   std::atomic<int> wrong{0};
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([&] {
-      Stack::get_base_correlator();
-      for (int round = 0; round < kRounds; ++round) {
-        if (Stack::start_transaction(request.tran_id, nullptr, true) != 0) ++wrong;
-        const long long outer = Stack::current_local_operation();
-        for (int inner = 0; inner < 2; ++inner) {
-          if (Stack::start_transaction(lookup.tran_id, nullptr, true) != 0) ++wrong;
-          arm4_trace::correlator_fields_t fields;
-          if (!arm4_trace::read_correlator(*Stack::current_local_correlator(), &fields) ||
-              fields.parent_handle != static_cast<std::uint64_t>(outer)) {
-            ++wrong;
-          }
-          if (Stack::stop_transaction(ARM_STATUS_GOOD, nullptr) != 0) ++wrong;
-          if (Stack::current_local_operation() != outer) ++wrong;
+  // One more thread makes its record and ends without a transaction.
+  zel_test::run_together(kThreads + 1, [&](int t) {
+    Stack::get_base_correlator();
+    if (t == kThreads) return;
+    for (int round = 0; round < kRounds; ++round) {
+      if (Stack::start_transaction(request.tran_id, nullptr, true) != 0) ++wrong;
+      const long long outer = Stack::current_local_operation();
+      for (int inner = 0; inner < 2; ++inner) {
+        if (Stack::start_transaction(lookup.tran_id, nullptr, true) != 0) ++wrong;
+        arm4_trace::correlator_fields_t fields;
+        if (!arm4_trace::read_correlator(*Stack::current_local_correlator(), &fields) ||
+            fields.parent_handle != static_cast<std::uint64_t>(outer)) {
+          ++wrong;
         }
         if (Stack::stop_transaction(ARM_STATUS_GOOD, nullptr) != 0) ++wrong;
-        if (Stack::doing_local_operation()) ++wrong;
+        if (Stack::current_local_operation() != outer) ++wrong;
       }
-    });
-  }
-  // A thread that makes its record and ends without a transaction.
-  threads.emplace_back([] { Stack::get_base_correlator(); });
-  for (std::thread& thread : threads) thread.join();
+      if (Stack::stop_transaction(ARM_STATUS_GOOD, nullptr) != 0) ++wrong;
+      if (Stack::doing_local_operation()) ++wrong;
+    }
+  });
 
   EXPECT_EQ(wrong.load(), 0);
   EXPECT_EQ(events("stop_transaction").size(), static_cast<std::size_t>(kThreads * kRounds * 3));

@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "../qvlogger/scratch.h"
+#include "support/scratch.h"
 #include "zel/arm.h"
 #include "zel/logadaptor.h"
 
@@ -17,7 +17,7 @@ using Loader = ArmApplication::ArmRuntimeLoader;
 using testing::HasSubstr;
 
 TEST(ArmIncompleteRuntime, IsClosedAfterBindingTheEntryPointsBeforeTheMissingOne) {
-  qvlogger_test::ScratchDir dir;
+  zel_test::ScratchDir dir;
   ASSERT_NE(Log::LogAdaptor::initialize("arm", dir.path().c_str(), "info", 0), nullptr);
   ArmBuffer none(false);
   EXPECT_EQ(ArmApplication::register_application(1, UString(u"server"), &none), ARM_OFF);
@@ -32,7 +32,7 @@ TEST(ArmIncompleteRuntime, IsClosedAfterBindingTheEntryPointsBeforeTheMissingOne
   EXPECT_EQ(Loader::g_fnc_arm_get_arrival_time, nullptr);
   EXPECT_EQ(Loader::load_runtime(), ARM_OFF);  // tried again, with the same outcome
 
-  const std::string log = qvlogger_test::read_file(dir.file("arm.log"));
+  const std::string log = zel_test::read_file(dir.file("arm.log"));
   EXPECT_THAT(log, HasSubstr("ArmRuntimeLoader::load_runtime: "));
   EXPECT_THAT(log, HasSubstr("undefined symbol: arm_get_arrival_time"));
   EXPECT_THAT(log, HasSubstr("ArmApplication::register_application: Failed to load ARM runtime. "

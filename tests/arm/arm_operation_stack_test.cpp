@@ -5,11 +5,12 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <vector>
 
 #include "arm4_trace.h"
-#include "arm_test_support.h"
+#include "support/arm_trace.h"
 #include "zel/arm.h"
 
 namespace Zel {
@@ -18,12 +19,6 @@ namespace {
 using Stack = ArmPerThreadOperationStack;
 using zel_test::field;
 using zel_test::number;
-
-std::uint64_t parent_handle_of(const arm_correlator* c) {
-  arm4_trace::correlator_fields_t fields;
-  EXPECT_TRUE(arm4_trace::read_correlator(*c, &fields));
-  return fields.parent_handle;
-}
 
 class ArmStackTest : public zel_test::ArmTrace {
  protected:
@@ -56,7 +51,13 @@ TEST_F(ArmStackTest, NestedTransactionsChainTheirCorrelators) {
         0);
     handles.push_back(Stack::current_local_operation());
     EXPECT_TRUE(Stack::doing_local_operation());
-    EXPECT_EQ(parent_handle_of(Stack::current_local_correlator()), expected_parent);
+    arm4_trace::correlator_fields_t fields;
+    ASSERT_TRUE(arm4_trace::read_correlator(*Stack::current_local_correlator(), &fields));
+    EXPECT_EQ(fields.parent_handle, expected_parent);
+    if (depth > 1) {
+      const arm_id_t& parent = depth == 2 ? outer_.tran_id : inner_.tran_id;
+      EXPECT_EQ(std::memcmp(&fields.parent_tran_id, &parent, sizeof parent), 0);
+    }
     expected_parent = static_cast<std::uint64_t>(handles.back());
   }
   const auto starts = events("start_transaction");

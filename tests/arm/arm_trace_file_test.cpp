@@ -9,7 +9,7 @@
 #include <string>
 
 #include "arm4_trace.h"
-#include "arm_test_support.h"
+#include "support/arm_trace.h"
 
 namespace {
 

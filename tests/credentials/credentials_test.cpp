@@ -1,14 +1,12 @@
 #include "zel/credentials.h"
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 
+#include "support/scratch.h"
 #include "zel/exception.h"
 
 namespace Zel {
@@ -18,18 +16,8 @@ Identity id(const char* text) { return Identity::from_str(UString(Utf8String(tex
 
 class CredentialsFile : public testing::Test {
  protected:
-  void SetUp() override {
-    directory_ = (std::filesystem::temp_directory_path() / "zel-cred-XXXXXX").string();
-    ASSERT_NE(::mkdtemp(directory_.data()), nullptr);
-    path_ = directory_ + "/cred";
-  }
-  void TearDown() override { std::filesystem::remove_all(directory_); }
-
-  void write_bytes(const std::string& bytes) { std::ofstream(path_, std::ios::binary) << bytes; }
-  std::string read_bytes() {
-    std::ifstream in(path_, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-  }
+  void write_bytes(const std::string& bytes) { zel_test::write_file(path_, bytes); }
+  std::string read_bytes() { return zel_test::read_file(path_); }
 
   // The message of the RuntimeException that `action` throws.
   template <typename Action>
@@ -42,8 +30,9 @@ class CredentialsFile : public testing::Test {
     return "no exception";
   }
 
-  std::string directory_;
-  std::string path_;
+  zel_test::ScratchDir scratch_;
+  const std::string& directory_ = scratch_.path();
+  const std::string path_ = scratch_.file("cred");
 };
 
 TEST_F(CredentialsFile, WritesTheLayoutByteForByteAndReadsItBack) {

@@ -6,16 +6,16 @@
 
 #include <string>
 
-#include "../qvlogger/scratch.h"
+#include "support/scratch.h"
 #include "zel/exception.h"
 
 namespace Zel {
 namespace {
 
-using qvlogger_test::read_file;
-using qvlogger_test::ScratchDir;
 using testing::HasSubstr;
 using testing::Not;
+using zel_test::read_file;
+using zel_test::ScratchDir;
 
 TEST(LogAdaptor, FetchesTheFourNamedLoggers) {
   ScratchDir dir;

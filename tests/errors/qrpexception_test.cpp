@@ -50,6 +50,22 @@ TEST(QRPException, RaisingACopyLogsItAndDropsTheSubclass) {
   Log::LogAdaptor::logger_zel = saved_logger;
 }
 
+// Raising with a list of causes logs the message just as raising with one does.
+TEST(QRPException, RaisingWithSeveralCausesLogsToo) {
+  testing::StrictMock<MockLogger> logger;
+  Log::Logger* const saved_logger = std::exchange(Log::LogAdaptor::logger_zel, &logger);
+  QRPException::g_logging_enabled = true;
+  EXPECT_CALL(logger,
+              warning(testing::StrEq("QZMLK0654E Zel::f(): called with illegal value."), 0));
+  StateException cause(kMessage);
+  EXPECT_THROW(
+      QRPException::raise(QRPException::QRP_RC_ZELUTIL, kMessage, nullptr,
+                          std::vector<QRPException*>{&cause}, QRPException::QRP_LOG_WARNING),
+      QRPException);
+  QRPException::g_logging_enabled = false;
+  Log::LogAdaptor::logger_zel = saved_logger;
+}
+
 TEST(QRPException, OwnsClonesOfResourceAndCauses) {
   auto resource = std::make_unique<TestResource>(UString(u"branch"));
   auto cause = std::make_unique<IllegalArgException>(UMessage(zelutil, 7, Arg("a"), Arg("b")));

@@ -2,32 +2,18 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <string>
 #include <vector>
 
+#include "support/text.h"
 #include "test_resource.h"
 
 namespace Zel {
 namespace {
 
+using zel_test::text;
+
 using Arg = UMessage::Arg;
-
-std::string text(const UString& s) { return s.utf8_str(); }
-
-TEST(Catalogue, MatchesItsSourceFile) {
-  std::ifstream file(ZEL_TEST_CATALOGUE_FILE);
-  ASSERT_TRUE(file) << ZEL_TEST_CATALOGUE_FILE;
-  std::vector<std::string> lines;
-  for (std::string line; std::getline(file, line);) lines.push_back(line);
-  ASSERT_EQ(lines.size(), 22u);
-  for (std::size_t i = 0; i < lines.size(); ++i) EXPECT_EQ(lines[i], zelutil[i]) << "line " << i;
-  EXPECT_STREQ(zelutil[0], "zelutil 21");
-  // Message n is QZMLK0650+n E.
-  for (int n = 1; n <= 21; ++n) {
-    EXPECT_EQ(std::string(zelutil[n]).substr(0, 11), "QZMLK0" + std::to_string(650 + n) + "E ");
-  }
-}
 
 TEST(UMessageFormat, CatalogueMessagesWithArguments) {
   const UString path(u"/tmp/d\u00E9j\u00E0");

@@ -10,10 +10,12 @@
 #include <string>
 #include <vector>
 
+#include "support/text.h"
+
 namespace Zel {
 namespace {
 
-std::string text(const UString& s) { return s.utf8_str(); }
+using zel_test::text;
 
 time_t parsed(const char* utf8) {
   DavTime t(12345);

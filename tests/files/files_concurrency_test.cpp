@@ -2,10 +2,10 @@
 
 #include <ctime>
 #include <set>
-#include <thread>
 #include <vector>
 
-#include "tmpdir_fixture.h"
+#include "support/scratch.h"
+#include "support/threads.h"
 #include "zel/davtime.h"
 #include "zel/fileutl.h"
 
@@ -18,16 +18,12 @@ TEST_F(FilesConcurrency, ThreadsGetDistinctTemporaryObjects) {
   constexpr int kThreads = 4;
   constexpr int kEach = 40;
   std::vector<std::vector<UString>> made(kThreads);
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([t, &made] {
-      for (int i = 0; i < kEach; ++i) {
-        made[t].push_back(i % 2 == 0 ? Fileutl::create_tmp_file(t + 1)
-                                     : Fileutl::make_tmp_object(UString(u"RAW"), true));
-      }
-    });
-  }
-  for (auto& thread : threads) thread.join();
+  zel_test::run_together(kThreads, [&made](int t) {
+    for (int i = 0; i < kEach; ++i) {
+      made[t].push_back(i % 2 == 0 ? Fileutl::create_tmp_file(t + 1)
+                                   : Fileutl::make_tmp_object(UString(u"RAW"), true));
+    }
+  });
   std::set<UString> all;
   for (const auto& paths : made) all.insert(paths.begin(), paths.end());
   EXPECT_EQ(all.size(), std::size_t{kThreads * kEach});
@@ -35,25 +31,21 @@ TEST_F(FilesConcurrency, ThreadsGetDistinctTemporaryObjects) {
 }
 
 TEST(DavTimeConcurrency, ThreadsFormatTheirOwnDates) {
-  std::vector<std::thread> threads;
   std::vector<int> wrong(4, 0);
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([i, &wrong] {
-      for (int n = 0; n < 2000; ++n) {
-        const time_t t = 1000000000 + i * 86400 * 40 + n * 3671;
-        std::tm utc;
-        gmtime_r(&t, &utc);
-        char expected[64];
-        std::strftime(expected, sizeof expected, "%a, %d %b %Y %H:%M:%S GMT", &utc);
-        if (DavTime(t).to_string(DavTime::RFC1123).utf8_str() != expected) ++wrong[i];
-        DavTime back;
-        back.parse(DavTime(t).to_string(DavTime::ISO8601));
-        if (back.get_time() != t) ++wrong[i];
-        (void)DavTime::get_tz_offset(t);
-      }
-    });
-  }
-  for (auto& thread : threads) thread.join();
+  zel_test::run_together(4, [&wrong](int i) {
+    for (int n = 0; n < 2000; ++n) {
+      const time_t t = 1000000000 + i * 86400 * 40 + n * 3671;
+      std::tm utc;
+      gmtime_r(&t, &utc);
+      char expected[64];
+      std::strftime(expected, sizeof expected, "%a, %d %b %Y %H:%M:%S GMT", &utc);
+      if (DavTime(t).to_string(DavTime::RFC1123).utf8_str() != expected) ++wrong[i];
+      DavTime back;
+      back.parse(DavTime(t).to_string(DavTime::ISO8601));
+      if (back.get_time() != t) ++wrong[i];
+      (void)DavTime::get_tz_offset(t);
+    }
+  });
   for (int i = 0; i < 4; ++i) EXPECT_EQ(wrong[i], 0);
 }
 

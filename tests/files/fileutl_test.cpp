@@ -12,7 +12,7 @@
 #include <sstream>
 #include <string>
 
-#include "tmpdir_fixture.h"
+#include "support/scratch.h"
 #include "zel/exception.h"
 #include "zel/pname.h"
 

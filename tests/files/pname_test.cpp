@@ -37,6 +37,9 @@ TEST(Pname, AssigningAPathDropsTheCachedParts) {
   p = UString(u"/c/d");
   EXPECT_EQ(p.leaf(), UString(u"d"));
   EXPECT_EQ(p.parent_dir(), UString(u"/c"));
+  Pname emptied = p;
+  emptied = UString();
+  EXPECT_TRUE(emptied.parent_dir().empty());
   Pname q;
   q = p;
   EXPECT_EQ(q.path(), UString(u"/c/d"));

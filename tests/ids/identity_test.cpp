@@ -4,13 +4,15 @@
 
 #include <string>
 
+#include "support/text.h"
 #include "zel/exception.h"
 #include "zel/oid.h"
 
 namespace Zel {
 namespace {
 
-UString u8(const std::string& text) { return UString(Utf8String(text)); }
+using zel_test::ustr;
+
 std::string text_of(const Identity& id) { return id.str().utf8_str(); }
 
 TEST(Identity, TextFormRoundTrips) {
@@ -22,16 +24,16 @@ TEST(Identity, TextFormRoundTrips) {
   };
   for (const auto& [id, text] : cases) {
     EXPECT_EQ(text_of(id), text);
-    EXPECT_EQ(Identity::from_str(u8(text)), id) << text;
+    EXPECT_EQ(Identity::from_str(ustr(text)), id) << text;
   }
   const std::string longest = "32767:01" + std::string(2 * 32767, 'a');
-  EXPECT_EQ(text_of(Identity::from_str(u8(longest))), longest);
+  EXPECT_EQ(text_of(Identity::from_str(ustr(longest))), longest);
 
   // The length is read as strtol reads it.
   for (const char* text : {" 2:010aff", "+2:010aff", "02:010aff", "2x:010aff"}) {
-    EXPECT_EQ(Identity::from_str(u8(text)), Identity(2, 1, "\x0a\xff")) << text;
+    EXPECT_EQ(Identity::from_str(ustr(text)), Identity(2, 1, "\x0a\xff")) << text;
   }
-  EXPECT_EQ(Identity::from_str(u8(":00")), Identity());
+  EXPECT_EQ(Identity::from_str(ustr(":00")), Identity());
 }
 
 TEST(Identity, EachParseFailureHasItsMessage) {
@@ -54,7 +56,7 @@ TEST(Identity, EachParseFailureHasItsMessage) {
   for (const auto& [text, number] : cases) {
     SCOPED_TRACE(text.substr(0, 40));
     try {
-      Identity::from_str(u8(text));
+      Identity::from_str(ustr(text));
       ADD_FAILURE() << "accepted";
     } catch (const IllegalArgException& e) {
       EXPECT_EQ(e.message().number(), number);
@@ -64,7 +66,7 @@ TEST(Identity, EachParseFailureHasItsMessage) {
     }
   }
   try {
-    Identity::from_str(u8("2:010AFF"));
+    Identity::from_str(ustr("2:010AFF"));
   } catch (const IllegalArgException& e) {
     EXPECT_EQ(e.message().message_string().utf8_str(),
               "QZMLK0661E Invalid Identity - hex conversion error for arg: 'str' with value: "
@@ -83,7 +85,7 @@ TEST(Identity, EqualityCopiesAndAccessors) {
   EXPECT_NE(Identity(0, 1, nullptr), Identity());
 
   // "0:00" has a buffer holding type 0 and is nobody; its copy has no buffer.
-  const Identity parsed_nobody = Identity::from_str(u8("0:00"));
+  const Identity parsed_nobody = Identity::from_str(ustr("0:00"));
   EXPECT_TRUE(parsed_nobody.is_nobody());
   EXPECT_NE(parsed_nobody.bits(), nullptr);
   EXPECT_EQ(parsed_nobody, Identity());

@@ -70,6 +70,7 @@ TEST(UuidParse, AcceptsWhatTheScanFormatsAccept) {
       {"1-2-3-0405-060708090a0b", small},
       {"1.00023.045.6:7:8:9:a:b", small},
       {"00000001000200030405060708090a0", make_uuid({1, 2, 3, 4, 5, {6, 7, 8, 9, 10, 0}})},
+      {"123e4567e89b12d3a45642661417400:", kSample},  // ':' is no digit: the group ends
       // Signs and prefixes; byte fields keep the low 8 bits of 16.
       {"-1-e89b-12d3-a456-426614174000",
        make_uuid({0xffffffff, 0xe89b, 0x12d3, 0xa4, 0x56, {0x42, 0x66, 0x14, 0x17, 0x40, 0}})},
@@ -86,6 +87,17 @@ TEST(UuidParse, AcceptsWhatTheScanFormatsAccept) {
     SCOPED_TRACE(text);
     EXPECT_EQ(Uuid::from_string(text), expected);
     EXPECT_EQ(Oid::from_string(text), Oid(expected));
+  }
+}
+
+// Two UUIDs are equal only when every byte is: each one alone tells them apart.
+TEST(Uuid, EqualityLooksAtEveryByte) {
+  const qbs_uuid_s raw = kCounting;
+  for (std::size_t b = 0; b < sizeof raw; ++b) {
+    qbs_uuid_s changed = raw;
+    reinterpret_cast<unsigned char*>(&changed)[b] ^= 0x80;
+    EXPECT_FALSE(Uuid(changed) == kCounting) << "byte " << b;
+    EXPECT_TRUE(Uuid(changed) != kCounting) << "byte " << b;
   }
 }
 

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "generated_fields.h"
+#include "support/threads.h"
 #include "zel/oid.h"
 
 namespace {
@@ -147,6 +148,23 @@ TEST(UuidGeneratorClock, AClockSetBackALittleIsWaitedFor) {
   g_reads_before_jump = 2;
   EXPECT_GT(window_of(Uuid::gen()), window);
   EXPECT_EQ(g_reads.load(), 3) << "read the clock until it passed the window";
+}
+
+// Threads that use up a window together: whichever waits for the next one
+// takes the generator's lock again before it goes on.
+TEST(UuidGeneratorClock, ThreadsSharingAUsedUpWindowNeverRepeat) {
+  constexpr std::int64_t kYear2034 = 2019686400LL * 1000000;
+  set_clock(end_of_window_us(kYear2034));
+  g_jump_us = kWindowUs;
+  g_reads_before_jump = static_cast<int>(kWindowCapacity) + 100;
+  constexpr int kThreads = 2;
+  std::vector<std::vector<qbs_uuid_s>> ids(kThreads);
+  zel_test::run_together(kThreads, [&ids](int t) {
+    ids[t].resize(kWindowCapacity / 2 + 1000);
+    for (qbs_uuid_s& u : ids[t]) ASSERT_EQ(kzserver_qbs_uuid_gen(&u), 0);
+  });
+  ids[0].insert(ids[0].end(), ids[1].begin(), ids[1].end());
+  zel_test::expect_all_distinct(ids[0]);
 }
 
 }  // namespace

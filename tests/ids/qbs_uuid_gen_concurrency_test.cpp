@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "generated_fields.h"
+#include "support/threads.h"
 #include "zel/oid.h"
 
 namespace Zel {
@@ -17,16 +18,12 @@ namespace {
 
 TEST(UuidGeneratorConcurrency, ThreadsNeverRepeat) {
   constexpr int kThreads = 4;
-  constexpr int kPerThread = 150000;
+  constexpr int kPerThread = 50000;
   std::vector<std::vector<qbs_uuid_s>> results(kThreads);
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([&results, t] {
-      results[t].resize(kPerThread);
-      for (qbs_uuid_s& u : results[t]) ASSERT_EQ(kzserver_qbs_uuid_gen(&u), 0);
-    });
-  }
-  for (auto& thread : threads) thread.join();
+  zel_test::run_together(kThreads, [&results](int t) {
+    results[t].resize(kPerThread);
+    for (qbs_uuid_s& u : results[t]) ASSERT_EQ(kzserver_qbs_uuid_gen(&u), 0);
+  });
   std::vector<qbs_uuid_s> all;
   for (const auto& r : results) all.insert(all.end(), r.begin(), r.end());
   zel_test::expect_all_distinct(all);

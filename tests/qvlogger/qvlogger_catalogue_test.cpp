@@ -53,6 +53,9 @@ class QvMsgTranslation : public ::testing::Test {
     write_file(dir_.file("fr/zel.msg"), "other 3\nun\ndeux\ntrois\n");
     write_file(dir_.file("it/zel.msg"), "zel\nuno\n");
     write_file(dir_.file("es/zel.msg"), "zel 1\nuno\ndos\n");
+    // "C" and "POSIX" mean no translation, whatever the directory holds.
+    for (const char* c : {"C", "POSIX"})
+      write_file(dir_.file(c + std::string("/zel.msg")), "zel 1\nx\n");
     QvMsg::set_catalogue_directory(dir_.path());
   }
   void TearDown() override { QvMsg::set_catalogue_directory(""); }

@@ -8,6 +8,8 @@
 
 #include "qvlogger/qvlogger.h"
 #include "scratch.h"
+#include "support/threads.h"
+#include "zel/logadaptor.h"
 
 namespace {
 
@@ -32,27 +34,24 @@ TEST(QvLoggerConcurrency, LoggingWhileRestarting) {
   std::atomic<int> writing{kWriters};
   std::atomic<int> restarts{0};
   std::atomic<bool> failed{false};
-  std::vector<std::thread> threads;
-  threads.emplace_back([&] {
-    do {
-      if (!QvLogManager::initialize(restarts % 2 == 0 ? "b" : "a", dir.path(), "info", 0, "")) {
-        failed = true;
-      }
-      ++restarts;
-    } while (writing > 0);
+  zel_test::run_together(kWriters + 1, [&](int t) {
+    if (t == kWriters) {
+      do {
+        if (!QvLogManager::initialize(restarts % 2 == 0 ? "b" : "a", dir.path(), "info", 0, "")) {
+          failed = true;
+        }
+        ++restarts;
+      } while (writing > 0);
+      return;
+    }
+    while (restarts == 0) std::this_thread::yield();  // overlap with the restarts
+    for (int i = 0; i < kMessages; ++i) {
+      // Loggers are created while others write, too.
+      const std::string name = i % 2 == 0 ? "Shared" : "Own" + std::to_string(t);
+      manager->get_logger(name)->info(std::to_string(t * kMessages + i).c_str(), 0);
+    }
+    --writing;
   });
-  for (int t = 0; t < kWriters; ++t) {
-    threads.emplace_back([&, t] {
-      while (restarts == 0) std::this_thread::yield();  // overlap with the restarts
-      for (int i = 0; i < kMessages; ++i) {
-        // Loggers are created while others write, too.
-        const std::string name = i % 2 == 0 ? "Shared" : "Own" + std::to_string(t);
-        manager->get_logger(name)->info(std::to_string(t * kMessages + i).c_str(), 0);
-      }
-      --writing;
-    });
-  }
-  for (auto& thread : threads) thread.join();
   ASSERT_FALSE(failed);
 
   // Moving on closes both files, which writes out what they still buffer.
@@ -78,31 +77,43 @@ TEST(QvLoggerConcurrency, FormattingAndLookupsOnManyThreads) {
   ScratchDir dir;
   write_file(dir.file("de/zel.msg"), "zel 2\nEins %s\nZwei %d\n");
   const char* catalogue[] = {"zel 2", "one %s", "two %d"};
-  std::atomic<bool> done{false};
+  std::atomic<int> working{4};
   std::vector<int> failures(4, 0);
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([&, t] {
-      const std::string word = "t" + std::to_string(t);
-      for (int i = 0; i < 2000; ++i) {
-        const char* text = QvMsg::format(catalogue, 1 + i % 2, "de_DE");
-        const std::string value = i % 2 == 0 ? word : std::to_string(i);
-        const std::string out = format(text, {i % 2 == 0 ? Text(word.c_str()) : Int(i)});
-        if (out != (i % 2 == 0 ? "one " : "two ") + value &&
-            out != (i % 2 == 0 ? "Eins " : "Zwei ") + value) {
-          ++failures[t];
-        }
+  zel_test::run_together(5, [&](int t) {
+    if (t == 4) {
+      for (int i = 0; working > 0; ++i) {
+        QvMsg::set_catalogue_directory(i % 2 == 0 ? dir.path() : "");
       }
-    });
-  }
-  std::thread switcher([&] {
-    for (int i = 0; !done; ++i) QvMsg::set_catalogue_directory(i % 2 == 0 ? dir.path() : "");
+      return;
+    }
+    const std::string word = "t" + std::to_string(t);
+    for (int i = 0; i < 2000; ++i) {
+      const char* text = QvMsg::format(catalogue, 1 + i % 2, "de_DE");
+      const std::string value = i % 2 == 0 ? word : std::to_string(i);
+      const std::string out = format(text, {i % 2 == 0 ? Text(word.c_str()) : Int(i)});
+      if (out != (i % 2 == 0 ? "one " : "two ") + value &&
+          out != (i % 2 == 0 ? "Eins " : "Zwei ") + value) {
+        ++failures[t];
+      }
+    }
+    --working;
   });
-  for (auto& thread : threads) thread.join();
-  done = true;
-  switcher.join();
   QvMsg::set_catalogue_directory("");
   for (int t = 0; t < 4; ++t) EXPECT_EQ(failures[t], 0) << "thread " << t;
+}
+
+// Threads switch logging on at once through the adaptor: each gets a manager,
+// and the adaptor's loggers are those of the last one.
+TEST(LogAdaptorConcurrency, InitialiseFromManyThreads) {
+  ScratchDir dir;
+  zel_test::run_together(4, [&dir](int t) {
+    for (int i = 0; i < 20; ++i) {
+      const std::string application = "app" + std::to_string((t + i) % 2);
+      EXPECT_NE(Log::LogAdaptor::initialize(application.c_str(), dir.path().c_str(), "info", 0),
+                nullptr);
+    }
+  });
+  EXPECT_EQ(Log::LogAdaptor::logger_zel, Log::LogAdaptor::get_log_manager()->get_logger("Zel"));
 }
 
 }  // namespace

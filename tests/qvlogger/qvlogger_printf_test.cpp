@@ -27,9 +27,9 @@ std::string c_printf(const std::string& directive, T value) {
 // Numbers under their own conversions come out as C writes them; integers keep
 // their 64 bits, as C's "ll" directives do.
 TEST(QvMsgPrintf, NumbersMatchTheCLibrary) {
-  for (const char* d :
-       {"d",  "5d",  "-5d", "05d", "+d",    " d",  ".3d",  "-+8.3d", "+05d", "i",   "x",
-        "#x", "08X", "#o",  "u",   "-#10x", ".0d", "+.0i", "#.0o",   "#.0x", "5.0d"}) {
+  for (const char* d : {"d",    "5d",   "-5d",  "05d",  "+d",   " d",   ".3d",   "-+8.3d", "+05d",
+                        "i",    "x",    "#x",   "08X",  "#o",   "u",    "-#10x", ".0d",    "+.0i",
+                        "#.0o", "#.0x", "5.0d", "+.0d", " .0d", "+.0u", " .0x"}) {
     for (const long long n : {0LL, 1LL, -1LL, 42LL, -42LL, 255LL, LLONG_MAX, LLONG_MIN}) {
       std::string c = std::string("[%") + d + "]";
       EXPECT_EQ(format(c.c_str(), {Int(n)}), c_printf(c.insert(c.size() - 2, "ll"), n)) << c << n;

@@ -1,46 +1,20 @@
-// Shared by the logging layer's tests: a scratch directory, files in it, and
-// value records for QvMsg::format.
+// Shared by the logging layer's tests: value records for QvMsg::format, and
+// the scratch files of support/scratch.h under this namespace.
 #ifndef TESTS_QVLOGGER_SCRATCH_H_
 #define TESTS_QVLOGGER_SCRATCH_H_
 
 #include <cstdint>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
 #include "qvlogger/qvlogger.h"
+#include "support/scratch.h"
 
 namespace qvlogger_test {
 
-// A fresh directory under the system's temporary one, removed with its contents.
-class ScratchDir {
- public:
-  ScratchDir() : path_((std::filesystem::temp_directory_path() / "qvlogger-XXXXXX").string()) {
-    if (::mkdtemp(path_.data()) == nullptr) std::abort();
-  }
-  ~ScratchDir() { std::filesystem::remove_all(path_); }
-  ScratchDir(const ScratchDir&) = delete;
-  ScratchDir& operator=(const ScratchDir&) = delete;
-
-  const std::string& path() const { return path_; }
-  std::string file(const std::string& name) const { return path_ + "/" + name; }
-
- private:
-  std::string path_;
-};
-
-inline void write_file(const std::string& path, const std::string& contents) {
-  std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-  std::ofstream(path, std::ios::binary) << contents;
-}
-
-inline std::string read_file(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
+using zel_test::read_file;
+using zel_test::ScratchDir;
+using zel_test::write_file;
 
 using Value = Log::qvPrintfArgVal;
 

@@ -5,9 +5,8 @@
 
 #include <atomic>
 #include <string>
-#include <thread>
-#include <vector>
 
+#include "support/threads.h"
 #include "zel/exception.h"
 #include "zel/selector.h"
 
@@ -18,30 +17,23 @@ TEST(SelectorConcurrency, ParsingSharesOnlyReadOnlyTables) {
   constexpr int kThreads = 4;
   constexpr int kRounds = 500;
   std::atomic<int> mismatches{0};
-  std::atomic<bool> go{false};
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([&, t] {
-      while (!go.load()) std::this_thread::yield();
-      for (int i = 0; i < kRounds; ++i) {
-        const Selector s(UString(u"lw.repo.vob:a/b@/store/proj"));
-        if (s.to_string_with_domain() != UString(u"lw.repo.vob:a/b@/store/proj") ||
-            s.parent().selector() != UString(u"repo/vob:a@lw./store/proj") ||
-            Selector::namespace_string(s.name_space()) != UString(u"repo")) {
-          ++mismatches;
-        }
-        // A name no other thread uses, and one all threads share.
-        const std::string type = i % 2 == 0 ? "t" + std::to_string(t * kRounds + i) : "shared";
-        try {
-          Selector(UString(Utf8String("lw.repo." + type + ":x@y")));
-          ++mismatches;
-        } catch (const StateException&) {
-        }
+  zel_test::run_together(kThreads, [&](int t) {
+    for (int i = 0; i < kRounds; ++i) {
+      const Selector s(UString(u"lw.repo.vob:a/b@/store/proj"));
+      if (s.to_string_with_domain() != UString(u"lw.repo.vob:a/b@/store/proj") ||
+          s.parent().selector() != UString(u"repo/vob:a@lw./store/proj") ||
+          Selector::namespace_string(s.name_space()) != UString(u"repo")) {
+        ++mismatches;
       }
-    });
-  }
-  go = true;
-  for (std::thread& thread : threads) thread.join();
+      // A name no other thread uses, and one all threads share.
+      const std::string type = i % 2 == 0 ? "t" + std::to_string(t * kRounds + i) : "shared";
+      try {
+        Selector(UString(Utf8String("lw.repo." + type + ":x@y")));
+        ++mismatches;
+      } catch (const StateException&) {
+      }
+    }
+  });
   EXPECT_EQ(mismatches.load(), 0);
 }
 

@@ -4,7 +4,8 @@
 
 #include <stdexcept>
 #include <thread>
-#include <vector>
+
+#include "support/threads.h"
 
 namespace Zel {
 namespace {
@@ -26,17 +27,13 @@ TEST(CriticalSection, NestsAndExcludesOtherThreads) {
   long counter = 0;  // deliberately not atomic: the lock must protect it
   constexpr int kThreads = 4;
   constexpr int kRounds = 20000;
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([&] {
-      for (int i = 0; i < kRounds; ++i) {
-        CriticalSection outer(lock);
-        CriticalSection inner(lock);  // would deadlock on a non-recursive mutex
-        ++counter;
-      }
-    });
-  }
-  for (auto& thread : threads) thread.join();
+  zel_test::run_together(kThreads, [&](int) {
+    for (int i = 0; i < kRounds; ++i) {
+      CriticalSection outer(lock);
+      CriticalSection inner(lock);  // would deadlock on a non-recursive mutex
+      ++counter;
+    }
+  });
   EXPECT_EQ(counter, long{kThreads} * kRounds);
 }
 

@@ -7,11 +7,12 @@
 #include <string>
 
 #include "converter_counter.h"
+#include "support/text.h"
 
 namespace Zel {
 namespace {
 
-std::u16string units(const UString& s) { return std::u16string(s.c_str(), s.length()); }
+using zel_test::units;
 
 constexpr auto npos = UString::npos;
 

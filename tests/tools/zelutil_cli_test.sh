@@ -110,8 +110,8 @@ nobody:  no
 ')" - '' -- identity parse 2:010aff
 check identity-upper      1 ""             "QZMLK0661E Invalid Identity - hex conversion error for arg: 'str' with value: '2:010AFF'" '' -- identity parse 2:010AFF
 check identity-size       1 ""             "QZMLK0660E" '' -- identity parse 3:010aff
-check identity-make       0 "$(hex '2:010aff
-')" - '' -- identity make 1 0aFF
+check identity-make       0 "$(hex '2:01aaff
+')" - '' -- identity make 1 aAfF
 check identity-make-empty 0 "$(hex '0:00
 ')" - '' -- identity make 0 ''
 check identity-make-odd   1 ""             "even number of hex digits" '' -- identity make 1 abc

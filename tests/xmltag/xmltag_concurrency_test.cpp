@@ -7,10 +7,10 @@
 #include <map>
 #include <set>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
+#include "support/threads.h"
 #include "zel/xmltag.h"
 
 namespace Zel {
@@ -29,37 +29,29 @@ TEST(XmlTagConcurrency, OverlappingRegistrationsAgree) {
   std::vector<Seen> seen(kThreads);
   std::vector<std::set<XmlTag::NsId>> namespaces(kThreads);
   std::atomic<int> mismatches{0};
-  std::atomic<bool> go{false};
-
-  std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
-    threads.emplace_back([&, t] {
-      while (!go.load()) std::this_thread::yield();
-      for (int step = 0; step < kNames * (kUris + 1); ++step) {
-        // Each thread visits every name of every namespace once, in its own order.
-        const int i = (step * (2 * t + 1) + t * 37) % kNames;
-        const int where = (step / kNames + t) % (kUris + 1);
-        const UString name = name_of(i);
-        const XmlTag* tag;
-        if (where == kUris) {
-          tag = &XmlTag::lookup(2, name);  // "ATR:", well-known but open
-        } else {
-          XmlTag probe(uri_of(where), name);
-          namespaces[t].insert(probe.ns_id());
-          tag = &XmlTag::lookup(probe);
-          if (probe.id() != 0 && probe.id() != tag->id()) ++mismatches;
-        }
-        seen[t][{tag->ns_id(), i}] = tag->id();
-        // Defined tags are read alongside, without the lock.
-        if (&XmlTag::lookup(0, UString(u"acl-entry")) != &XmlTag::lookup(XmlTag::ACL_ENTRY)) {
-          ++mismatches;
-        }
-        if (&XmlTag::lookup(tag->id()) != tag) ++mismatches;
+  zel_test::run_together(kThreads, [&](int t) {
+    for (int step = 0; step < kNames * (kUris + 1); ++step) {
+      // Each thread visits every name of every namespace once, in its own order.
+      const int i = (step * (2 * t + 1) + t * 37) % kNames;
+      const int where = (step / kNames + t) % (kUris + 1);
+      const UString name = name_of(i);
+      const XmlTag* tag;
+      if (where == kUris) {
+        tag = &XmlTag::lookup(2, name);  // "ATR:", well-known but open
+      } else {
+        XmlTag probe(uri_of(where), name);
+        namespaces[t].insert(probe.ns_id());
+        tag = &XmlTag::lookup(probe);
+        if (probe.id() != 0 && probe.id() != tag->id()) ++mismatches;
       }
-    });
-  }
-  go.store(true);
-  for (auto& thread : threads) thread.join();
+      seen[t][{tag->ns_id(), i}] = tag->id();
+      // Defined tags are read alongside, without the lock.
+      if (&XmlTag::lookup(0, UString(u"acl-entry")) != &XmlTag::lookup(XmlTag::ACL_ENTRY)) {
+        ++mismatches;
+      }
+      if (&XmlTag::lookup(tag->id()) != tag) ++mismatches;
+    }
+  });
   EXPECT_EQ(mismatches.load(), 0);
 
   // Every thread got the same id for every name, and every name has its own.

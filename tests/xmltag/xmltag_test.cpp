@@ -4,19 +4,20 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <sstream>
+#include <set>
 #include <string>
 #include <tuple>
 #include <utility>
 #include <vector>
 
 #include "failure.h"
+#include "support/text.h"
 
 namespace Zel {
 namespace {
 
-std::string text(const UString& s) { return s.utf8_str(); }
-UString ustr(const std::string& utf8) { return UString(Utf8String(utf8)); }
+using zel_test::text;
+using zel_test::ustr;
 
 // The vendor base of the well-known URIs: "TEAM:" is the base plus "/TEAM".
 std::string base_uri() {
@@ -24,30 +25,19 @@ std::string base_uri() {
   return team.substr(0, team.size() - 5);
 }
 
-TEST(XmlTagNamespaces, TheTwentyOneWellKnownOnes) {
-  // In NsId order: the abbreviation and the URI's path after the vendor base.
-  std::istringstream rows(
-      "ACL: /TEAM/ACL  ACT: /TEAM/ACTTYPE  ATR: /TEAM/ATTRS  AUTHMODE: /TEAM/MXAUTHMODE  "
-      "LW: /TEAM/LW  MX: /TEAM/MX  CTG: /TEAM/CTG  EVT: /TEAM/EVENTS  FLD: /TEAM/FIELDS  "
-      "FRM: /TEAM/FORM  FVT: /TEAM/VALTYPE  GROUP_ACCESS: /TEAM/FOLDER_ACLS/GROUP  "
-      "MPN: /TEAM/METAPROPERTY  MPT: /TEAM/MPTYPE  NAMEDVAL: /TEAM/NAMED_VALUE  "
-      "PREF: /TEAM/PREF  RES: /TEAM/RESTYPE  TEAMPVT: /TEAM/PVT  TEAM: /TEAM  "
-      "USER_ACCESS: /TEAM/FOLDER_ACLS/USER  VENDOR: /TEAM/MXDBVENDOR");
-  const std::string base = base_uri();
-  EXPECT_EQ(base.rfind("http", 0), 0u) << base;
+TEST(XmlTagNamespaces, WellKnownOnesAreFoundByAbbreviationAndUri) {
   for (XmlTag::NsId ns = 0; ns < XmlTag::FIRST_DYNAMIC_NS_ID; ++ns) {
-    std::string abbreviation, path;
-    ASSERT_TRUE(rows >> abbreviation >> path);
-    EXPECT_EQ(text(XmlTag::ns_abbreviation(ns)), abbreviation);
-    EXPECT_EQ(XmlTag::ns_lookup_abbreviation(ustr(abbreviation)), ns);
-    EXPECT_EQ(text(XmlTag::ns_URI(ns)), base + path);
-    EXPECT_TRUE(XmlTag::is_well_known_namespace(ustr(base + path)));
-    EXPECT_EQ(XmlTag(ustr(base + path), u"x").ns_id(), ns);  // no new record for a known URI
+    const UString uri = XmlTag::ns_URI(ns);
+    EXPECT_EQ(XmlTag::ns_lookup_abbreviation(XmlTag::ns_abbreviation(ns)), ns);
+    EXPECT_TRUE(XmlTag::is_well_known_namespace(uri));
+    EXPECT_EQ(XmlTag(uri, u"x").ns_id(), ns);  // no new record for a known URI
   }
+  EXPECT_EQ(text(XmlTag::ns_abbreviation(0)), "ACL:");
+  EXPECT_EQ(text(XmlTag::ns_URI(0)), base_uri() + "/TEAM/ACL");
   for (const char* near_miss : {"ACL", "acl:", "ACL: ", "", "null"}) {
     EXPECT_EQ(XmlTag::ns_lookup_abbreviation(ustr(near_miss)), -1) << near_miss;
   }
-  EXPECT_FALSE(XmlTag::is_well_known_namespace(ustr(base + "/TEAM/acl")));
+  EXPECT_FALSE(XmlTag::is_well_known_namespace(ustr(base_uri() + "/TEAM/acl")));
 }
 
 TEST(XmlTagFailures, EachCarriesItsCatalogueMessage) {
@@ -230,6 +220,70 @@ TEST(XmlTagRegistry, OrderGoesByNamespaceFirst) {
   EXPECT_NE(a_first, b_apple < a_zebra);
   EXPECT_EQ(a_apple < b_zebra, a_first);
   EXPECT_FALSE(a_apple == b_apple);
+}
+
+// The catalogue's rows, for tests over every defined tag.
+struct Row {
+  XmlTag::Id id;
+  const char* constant;
+  const char* abbreviation;
+  const char16_t* name;
+};
+
+const std::vector<Row> kRows = {
+#define ZEL_XMLTAG(id, constant, abbreviation, name) {id, #constant, abbreviation, u"" name},
+#include "zel/xmltag_catalogue.def"
+#undef ZEL_XMLTAG
+};
+
+bool has_namespace(const Row& row) {
+  return *row.name != 0 && std::string(row.abbreviation) != "null";
+}
+
+// Every row is a tag with its id, name and namespace, and a name in a
+// namespace searched by name is found as that very tag.
+TEST(XmlTagCatalogue, EveryRowIsFoundByIdAndByName) {
+  for (const Row& row : kRows) {
+    SCOPED_TRACE(row.constant);
+    const XmlTag& tag = XmlTag::lookup(row.id);
+    EXPECT_EQ(tag.id(), row.id);
+    EXPECT_EQ(tag.simple_name().view(), row.name);
+    if (!has_namespace(row)) {
+      EXPECT_EQ(tag.ns_id(), -1);
+      continue;
+    }
+    const XmlTag::NsId ns = XmlTag::ns_lookup_abbreviation(UString(Utf8String(row.abbreviation)));
+    ASSERT_GE(ns, 0);
+    EXPECT_EQ(tag.ns_id(), ns);
+    EXPECT_EQ(&XmlTag::lookup(ns, UString(row.name)), &tag);
+  }
+}
+
+// Names that sort next to defined ones but are not defined must not be taken
+// for them.
+TEST(XmlTagCatalogue, NearMissesAreRegisteredNotMatched) {
+  for (const char16_t* name : {u"acl-entr", u"acl-entryx", u"ACL-ENTRY", u"", u"acl-entry "}) {
+    EXPECT_GE(XmlTag::lookup(0, UString(name)).id(), XmlTag::FIRST_DYNAMIC_ID);
+  }
+  EXPECT_GE(XmlTag::lookup(9, UString(u"X")).id(), XmlTag::FIRST_DYNAMIC_ID);
+}
+
+// "ATR:" and "FLD:" are never searched by name: every name, even one defined
+// elsewhere, becomes a run-time tag there, once.
+TEST(XmlTagCatalogue, OpenNamespacesRegisterEveryName) {
+  std::set<XmlTag::Id> ids;
+  std::set<std::u16string> names;
+  for (const Row& row : kRows) names.insert(row.name);
+  for (XmlTag::NsId ns : {2, 8}) {
+    for (const std::u16string& name : names) {
+      const XmlTag& tag = XmlTag::lookup(ns, UString(name));
+      EXPECT_GE(tag.id(), XmlTag::FIRST_DYNAMIC_ID);
+      EXPECT_EQ(tag.ns_id(), ns);
+      EXPECT_EQ(&XmlTag::lookup(ns, UString(name)), &tag);
+      ids.insert(tag.id());
+    }
+  }
+  EXPECT_EQ(ids.size(), 2 * names.size());
 }
 
 }  // namespace

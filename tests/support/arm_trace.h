@@ -1,8 +1,8 @@
 // Shared by the ARM tests that run against the arm4-trace runtime (CTest puts
 // its directory on LD_LIBRARY_PATH): a fixture that gives each test its own
 // trace file and registrar list, and readers for the trace's JSON lines.
-#ifndef ZEL_TESTS_ARM_ARM_TEST_SUPPORT_H_
-#define ZEL_TESTS_ARM_ARM_TEST_SUPPORT_H_
+#ifndef ZEL_TESTS_SUPPORT_ARM_TRACE_H_
+#define ZEL_TESTS_SUPPORT_ARM_TRACE_H_
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -85,4 +85,4 @@ class ArmTrace : public testing::Test {
 
 }  // namespace zel_test
 
-#endif  // ZEL_TESTS_ARM_ARM_TEST_SUPPORT_H_
+#endif  // ZEL_TESTS_SUPPORT_ARM_TRACE_H_
