@@ -15,7 +15,7 @@
 //   Identity             str(), "2:010aff"
 //   DavTime              the RFC 1123 form, "Thu, 04 May 2006 03:02:01 GMT"
 //
-// Every one takes the format specification of a string: width, fill and
+// Every one takes the format options of a string: width, fill and
 // alignment ("{:*^20}") and precision, which cuts the text ("{:.8}"), counted
 // as fmt counts them for any UTF-8 string (characters, not bytes).
 //
@@ -50,7 +50,7 @@ inline std::string format_text(const DavTime& t) {
 }
 
 // Prints format_text(value) through fmt's string formatter, which parses and
-// honours the specification.
+// honours the options after the colon.
 template <typename T>
 struct TextFormatter : fmt::formatter<std::string_view> {
   template <typename FormatContext>
