@@ -38,6 +38,10 @@ struct UConverter;
 
 namespace Zel {
 
+namespace detail {
+struct UStringUnits;
+}  // namespace detail
+
 // The pseudo character-set name that stands for the process's default character
 // set. Named "dangerous" because that set depends on the environment and may not
 // hold every character.
@@ -204,6 +208,9 @@ class ZEL_EXPORT UString {
   UString& utf8_assign(const char* bytes, std::size_t length);
 
  private:
+  // The library's own short ASCII formatters write units in place through it.
+  friend struct detail::UStringUnits;
+
   explicit UString(icu::UnicodeString text) : text_(std::move(text)) {}
 
   // Keeps the cached converter when ICU's name comparison finds it is already

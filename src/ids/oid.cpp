@@ -6,6 +6,7 @@
 #include <istream>
 #include <ostream>
 
+#include "strings/detail/ustring_units.h"
 #include "zel/exception.h"
 #include "zel/umessage.h"
 
@@ -102,6 +103,15 @@ void format(const Uuid& u, char* out) {
   to_print_order(u, bytes);
   std::memcpy(out, shape.text, shape.length);
   for (int i = 0; i < 16; ++i) std::memcpy(out + shape.digit_at[i], kHex.pair[bytes[i]], 2);
+}
+
+// The same widened to UTF-16 units; with the length a constant the compiler
+// widens the whole text in a few vector moves.
+template <const shape_t& shape>
+void format(const Uuid& u, UChar* out) {
+  char text[shape.length];
+  format<shape>(u, text);
+  for (std::size_t i = 0; i < shape.length; ++i) out[i] = static_cast<unsigned char>(text[i]);
 }
 
 // --- Parsing ------------------------------------------------------------------
@@ -216,13 +226,14 @@ const Uuid Uuid::gen() {
 }
 
 const UString Uuid::str(const bool compact) const {
-  char text[kLongestShape];
-  const std::size_t length = compact ? kCompactShape.length : kLongShape.length;
-  compact ? format<kCompactShape>(*this, text) : format<kLongShape>(*this, text);
-  // The text is ASCII, which the UTF-8 decoder widens straight into the
-  // string's own buffer: one allocation, no length count, no second copy.
+  // The digits are widened straight into the string's own buffer: one
+  // allocation, and no bytes to decode again.
   UString printed;
-  printed.utf8_assign(text, length);
+  const shape_t& shape = compact ? kCompactShape : kLongShape;
+  UChar* units = detail::UStringUnits::reserve(printed, static_cast<std::int32_t>(shape.length));
+  if (units == nullptr) return printed;
+  compact ? format<kCompactShape>(*this, units) : format<kLongShape>(*this, units);
+  detail::UStringUnits::commit(printed, static_cast<std::int32_t>(shape.length));
   return printed;
 }
 

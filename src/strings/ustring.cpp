@@ -71,12 +71,16 @@ void decode_utf8(icu::UnicodeString& text, const char* data, std::size_t size) {
   if (units == nullptr) return;
   // Most texts that reach the library (messages, names, paths) are ASCII,
   // which widens unit by unit; ICU's decoder is only worth its cost beyond.
-  // Both loops run without early exits, so that the compiler vectorises them.
+  // One pass widens and looks for a high bit at once, without early exits so
+  // that the compiler vectorises it; ICU overwrites the units when it finds one.
   if (size <= kOnePassUtf8Bytes) {
     unsigned char high_bits = 0;
-    for (std::size_t i = 0; i < size; ++i) high_bits |= static_cast<unsigned char>(data[i]);
+    for (std::size_t i = 0; i < size; ++i) {
+      const auto byte = static_cast<unsigned char>(data[i]);
+      high_bits |= byte;
+      units[i] = byte;
+    }
     if (high_bits < 0x80) {
-      for (std::size_t i = 0; i < size; ++i) units[i] = static_cast<unsigned char>(data[i]);
       text.releaseBuffer(length);
       return;
     }
