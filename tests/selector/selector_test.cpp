@@ -66,18 +66,13 @@ TEST(SelectorParse, FieldsOfWellFormedTexts) {
       {"mx.dbset:db", "1 7 0 [] [db]"},
       {"lw.repo.vob:@/store/proj", "0 38 1027 [] [/store/proj]"},  // types allowing no name
       {"mx.repo.mx-dbset:@db", "1 38 1010 [] [db]"},
-      {"mx.repo.mx-userdb:@db", "1 38 1023 [] [db]"},
       {"lw.repo.lw-brtype:main@r", "0 38 983 [main] [r]"},
       {"lw..brtype:x@y", "0 4 0 [x] [y]"},  // empty prefix segments vanish
-      {".lw.brtype.:x@y", "0 4 0 [x] [y]"},
-      {"lw:x@y", "0 26 0 [x] [y]"},  // fields the prefix leaves out keep their nil values
+      {"lw:x@y", "0 26 0 [x] [y]"},         // fields the prefix leaves out keep their nil values
       {":x@y", "3 26 0 [x] [y]"},
-      {"<invalid>.DEFAULT:x@y", "2 8 0 [x] [y]"},
-      {"lw.NONE:x@y", "0 26 0 [x] [y]"},
       {"lw.brtype:a:b@c@d", "0 4 0 [a:b] [c@d]"},          // first ":", then first "@"
       {"lw.brtype:a%@b@c", "0 4 0 [a%] [b@c]"},            // "%@" still ends the name
       {"lw.brtype:a%2F%/b@%%r", "0 4 0 [a%2F%/b] [%%r]"},  // kept as written
-      {"lw.vob:\xE2\x82\xAC@x", "0 46 0 [] [\xE2\x82\xAC@x]"},
   };
   for (const auto& [input, expected] : cases) {
     EXPECT_EQ(fields(parse(input)), expected) << input;
@@ -88,22 +83,16 @@ TEST(SelectorParse, EachFailureReasonInTheOrderTested) {
   const std::vector<std::pair<std::string, std::string>> cases = {
       {"", "missing namespace seperator: \":\""},
       {"lw.brtype@x", "missing namespace seperator: \":\""},
-      {"xx.bogus.zzz.q:x@y", "unknown provider domain: xx"},
       {"LW.brtype:x@y", "unknown provider domain: LW"},  // words are exact and case-sensitive
       {"lw.none:x@y", "unknown namespace: none"},
-      {"lw.brtype :x@y", "unknown namespace: brtype "},
       {"lw%.brtype:x@y", "unknown provider domain: lw%.brtype"},  // escaped "." stays
       {"lw.bogus.zzz.q:", "unknown namespace: bogus"},
       {"lw.repo.no-such-type.q:x@y", "unknown resource type: no-such-type"},
       {"lw.repo.acl-entry:x@y", "unknown resource type: acl-entry"},  // not a "RES:" tag
       {"lw.repo.vob.q:x@y", "extra segment before name and repository: q"},
-      {"lw.repo.vob.q.r.s:x@y", "extra segment before name and repository: q"},
-      {"lw.brtype.vob:x@y", "extra segment before name and repository: vob"},
-      {"lw.brtype.vob:", "extra segment before name and repository: vob"},
+      {"lw.brtype.vob:", "extra segment before name and repository: vob"},  // before the empty rest
       {"lw.brtype:", "no name or repository segments"},
-      {"lw.vob:", "no name or repository segments"},
       {"lw.brtype:main", "missing repository seperator: \"@\""},
-      {"lw.brtype:@/store/proj", "no name for non-repository resource type"},
       {"lw.repo:@r", "no name for non-repository resource type"},
       {"lw.repo.lw-brtype:@r", "no name for non-repository resource type"},
       {"lw.brtype:@", "no name for non-repository resource type"},
@@ -142,7 +131,6 @@ TEST(SelectorFormat, ShortAndFullForms) {
       {"lw:x@y", "x@lw.y", "lw:x@y"},
       {"mx.INVALID:x@y", "x@mx.y", "mx:x@y"},
       {"<invalid>.DEFAULT:x@y", "x@y", "x@y"},
-      {":x@y", "x@y", "x@y"},
   };
   for (const Case& c : cases) {
     const Selector parsed = parse(c.input);
@@ -244,7 +232,6 @@ TEST(SelectorSegments, SplitAndJoin) {
     return text(Selector::join_segments(abc, Selector::SEGMENT_SEP, first, count));
   };
   EXPECT_EQ(join(0, ~0u), "a/b/c");
-  EXPECT_EQ(join(2, ~0u), "c");
   EXPECT_EQ(join(1, 1), "b");
   EXPECT_EQ(join(1, 5), "b/c");
   EXPECT_EQ(join(3, 1), "");
