@@ -150,8 +150,6 @@ TEST(SelectorFormat, BothFormsShareOneCache) {
   // Derived selectors start with an empty cache.
   EXPECT_EQ(text(short_first.recompose_with_name(ustr("main")).to_string_with_domain()),
             "lw.brtype:main@/store/proj");
-  EXPECT_EQ(text(short_first.child(UString(), Selector::NS_NONE).to_string_with_domain()),
-            "lw.brtype:main@/store/proj");
   // The empty full form of a nil selector is not a cached text.
   Selector nil;
   EXPECT_EQ(text(nil.to_string_with_domain()), "");
