@@ -8,6 +8,7 @@
 #include <atomic>
 #include <sstream>
 #include <string>
+#include <utility>
 
 #include "support/text.h"
 
@@ -53,15 +54,10 @@ constexpr auto npos = UString::npos;
 TEST(UStringConstruct, FromEachKindOfSource) {
   EXPECT_EQ(units(UString('a')), u"a");
   EXPECT_EQ(units(UString(static_cast<char>(0xE9))), u"i");  // a char is masked to seven bits
-  // Wide characters are code points.
-  EXPECT_EQ(units(UString(std::wstring{L'a', static_cast<wchar_t>(0x1F600), L'b'})),
-            (std::u16string{u'a', 0xD83D, 0xDE00, u'b'}));
-  EXPECT_EQ(units(UString(std::wstring{static_cast<wchar_t>(0x10FFFF)})),
-            (std::u16string{0xDBFF, 0xDFFF}));
-  // Out of Unicode's range, including negative wchar_t values: dropped.
-  EXPECT_EQ(units(UString(std::wstring{L'x', static_cast<wchar_t>(0x110000),
-                                       static_cast<wchar_t>(-1), L'y'})),
-            u"xy");
+  // Wide characters are code points; those out of Unicode's range, negative
+  // wchar_t values included, are dropped.
+  const std::wstring wide{L'a', 0x1F600, 0x10FFFF, 0x110000, static_cast<wchar_t>(-1), L'b'};
+  EXPECT_EQ(units(UString(wide)), (std::u16string{u'a', 0xD83D, 0xDE00, 0xDBFF, 0xDFFF, u'b'}));
   EXPECT_EQ(units(UString("caf\xE9", "ISO-8859-1")), u"caf\u00E9");
   EXPECT_EQ(units(UString(Utf8String("\xE2\x82\xAC"))), u"\u20AC");
   EXPECT_EQ(units(UString(std::u16string(u"a\0b", 3))), std::u16string(u"a\0b", 3));
@@ -78,15 +74,13 @@ TEST(UStringAccess, OutOfRangeIndexGivesFFFFAndCStrKeepsTheLength) {
   while (s.length() < s.capacity()) s.append(u'x');
   const auto length = s.length();
   const auto capacity = s.capacity();
-  const UChar* p = s.c_str();
-  EXPECT_EQ(p[length], 0);
+  EXPECT_EQ(s.c_str()[length], 0);
   EXPECT_EQ(s.length(), length);
   EXPECT_GT(s.capacity(), capacity);
 }
 
 TEST(UStringCompare, OrdersByCodeUnits) {
   EXPECT_EQ(UString(u"abc").compare(UString(u"abd")), -1);
-  EXPECT_EQ(UString(u"abd").compare(UString(u"abc")), 1);
   // U+FF21 sorts after a surrogate unit in code-unit order.
   EXPECT_EQ(UString(u"\uFF21").compare(UString(u"\U0001F600")), 1);
   EXPECT_EQ(UString(u"xabcx").compare(1, 3, UString(u"abc")), 0);
@@ -116,7 +110,7 @@ TEST(UStringModify, PositionsPastTheEndArePinned) {
   EXPECT_EQ(units(abc.substr(0, 2)), u"ab");
 }
 
-TEST(UStringModify, EraseRules) {
+TEST(UStringModify, EraseReserveTrimAndClear) {
   auto erased = [](UString::size_type pos, UString::size_type n) {
     UString s(u"abcdef");
     s.erase(pos, n);
@@ -127,9 +121,7 @@ TEST(UStringModify, EraseRules) {
   EXPECT_EQ(erased(99, npos), u"abcdef");
   EXPECT_EQ(erased(0, 0x7FFFFFFF), u"");
   EXPECT_EQ(erased(1, 2), u"adef");
-}
 
-TEST(UStringModify, ReserveTrimClear) {
   UString s(u"  a b \t\n");
   s.reserve(1000);
   EXPECT_GE(s.capacity(), 1000u);
@@ -151,19 +143,17 @@ TEST(UStringSearch, StartIsReadAsSignedAndEmptyNeedlesFindNothing) {
   EXPECT_EQ(s.find(static_cast<const UChar*>(nullptr)), npos);
   EXPECT_EQ(s.find_last(UString()), npos);
   EXPECT_EQ(s.find_first_of(u""), npos);
-}
-
-TEST(UStringSearch, FindLastTakesALowerBoundAndFindFirstOfTheLeastIndex) {
+  // find_last takes a lower bound, find_first_of the least index of any unit.
   EXPECT_EQ(UString(u"aXaXa").find_last(u'a', 2), 4u);
   EXPECT_EQ(UString(u"aXaXb").find_last(u'a', 2), 2u);
   EXPECT_EQ(UString(u"aXaXb").find_last(u'a', 3), npos);
   EXPECT_EQ(UString(u"abab").find_last(u"ab", 0), 2u);
   EXPECT_EQ(UString(u"abab").find_last(UString(u"ab"), npos), 2u);
-  const UString s(u"path/to\\file");
-  EXPECT_EQ(s.find_first_of(u"\\/"), 4u);
-  EXPECT_EQ(s.find_first_of(UString(u"\\/"), 5), 7u);
-  EXPECT_EQ(s.find_first_of(u'f'), 8u);
-  EXPECT_EQ(s.find_first_of(u"xyz"), npos);
+  const UString path(u"path/to\\file");
+  EXPECT_EQ(path.find_first_of(u"\\/"), 4u);
+  EXPECT_EQ(path.find_first_of(UString(u"\\/"), 5), 7u);
+  EXPECT_EQ(path.find_first_of(u'f'), 8u);
+  EXPECT_EQ(path.find_first_of(u"xyz"), npos);
 }
 
 // --- Conversions --------------------------------------------------------------
@@ -181,7 +171,7 @@ TEST(UStringEncode, Utf8AndResultsStopAtTheFirstZeroByte) {
   EXPECT_EQ(UString(std::u16string(u"ab\0cd", 5)).utf8_str(), "ab");
 }
 
-TEST(UStringEncode, FailuresGiveEmptyOrSubstitutedText) {
+TEST(UStringEncode, FailuresGiveEmptyOrSubstitutedTextAndAnyOtherStatusIsFlagged) {
   const UString lone_surrogate(std::u16string{u'a', 0xD800, u'b'});
   bool failed = true;
   EXPECT_EQ(lone_surrogate.std_str("UTF-8", failed), "");
@@ -201,12 +191,9 @@ TEST(UStringEncode, FailuresGiveEmptyOrSubstitutedText) {
   EXPECT_FALSE(failed);
   // The failed lookup dropped the old converter; a good name works again.
   EXPECT_EQ(s.std_str("ISO-8859-1", failed), "abc");
-}
 
-TEST(UStringEncode, AnyStatusButSuccessFromTheConverterIsFlagged) {
-  const UString s(u"abc");
-  bool failed = false;
-  // A warning counts as much as an error; the converted text is still returned.
+  // Any status but success from the converter is flagged, a warning as much as
+  // an error; the converted text is still returned.
   for (const UErrorCode status : {U_USING_DEFAULT_WARNING, U_INVALID_CHAR_FOUND}) {
     g_next_status = status;
     EXPECT_EQ(s.std_str("ISO-8859-1", failed), "abc") << u_errorName(status);
@@ -219,7 +206,7 @@ TEST(UStringEncode, AnyStatusButSuccessFromTheConverterIsFlagged) {
   g_next_status = U_ZERO_ERROR;
 }
 
-TEST(UStringEncode, ConverterIsOpenedOncePerCharsetAndNotShared) {
+TEST(UStringEncode, ConverterIsOpenedOncePerCharsetNotSharedAndMoved) {
   const UString s(u"caf\u00E9");
   bool failed = false;
   const int before = g_converters_opened;
@@ -247,6 +234,13 @@ TEST(UStringEncode, ConverterIsOpenedOncePerCharsetAndNotShared) {
   UString decoded;
   decoded.assign("caf\xE9", "ISO-8859-1").assign("x", "ISO-8859-1");
   EXPECT_EQ(g_converters_opened - before, 7);
+
+  // A move takes the converter along.
+  UString moved(std::move(decoded));
+  UString assigned;
+  assigned = std::move(moved);
+  EXPECT_EQ(assigned.std_str("ISO-8859-1", failed), "x");
+  EXPECT_EQ(g_converters_opened - before, 7);
 }
 
 TEST(UStringEncode, DefaultCharsetIsAskedOnce) {
@@ -260,7 +254,7 @@ TEST(UStringEncode, DefaultCharsetIsAskedOnce) {
   EXPECT_FALSE(failed);
 }
 
-TEST(UStringDecode, Utf8) {
+TEST(UStringDecode, Utf8OfEveryLength) {
   UString s(u"old");
   EXPECT_EQ(units(s.utf8_assign("h\xC3\xA9")), u"h\u00E9");
   EXPECT_EQ(units(s.utf8_assign(std::string("a\0b", 3))), std::u16string(u"a\0b", 3));
@@ -270,12 +264,10 @@ TEST(UStringDecode, Utf8) {
   EXPECT_TRUE(s.empty());
   s.assign(u"old", 0).assign(std::string("\xED\xA0\x80"), "UTF-8");  // encoded surrogate
   EXPECT_TRUE(s.empty());
-}
 
-TEST(UStringDecode, Utf8OfEveryLengthAroundTheOnePassLimit) {
+  // Every length around the one-pass limit.
   for (std::size_t size : {4096u, 4097u, 70000u}) {
     const std::string ascii(size, 'a');
-    UString s;
     EXPECT_EQ(s.utf8_assign(ascii).length(), size);
     EXPECT_EQ(s[static_cast<UString::size_type>(size - 1)], u'a');
     // One non-ASCII character at the very end, then a malformed one there.
@@ -288,7 +280,7 @@ TEST(UStringDecode, Utf8OfEveryLengthAroundTheOnePassLimit) {
   }
 }
 
-TEST(UStringDecode, ConverterErrorsKeepICUsOutputAndUnknownSetsKeepTheText) {
+TEST(UStringDecode, ConvertersRoundTripKeepICUsOutputOnErrorsAndUnknownSetsKeepTheText) {
   UString s;
   s.assign(std::string("\xC3\x28"), "utf8");
   EXPECT_EQ(s[s.length() - 1], u'(');
@@ -298,9 +290,8 @@ TEST(UStringDecode, ConverterErrorsKeepICUsOutputAndUnknownSetsKeepTheText) {
   EXPECT_EQ(units(s), u"keep");
   s.assign(std::string(), "no-such-charset");
   EXPECT_TRUE(s.empty());
-}
 
-TEST(UStringDecode, RoundTripsThroughCharsetsWithoutZeroBytes) {
+  // Round trips through sets without zero bytes.
   const UString text(u"Gr\u00FC\u00DFe \u20AC \u65E5\u672C \U0001F600");
   for (const char* charset : {"UTF-8", "utf-8", "GB18030", "UTF-7"}) {
     bool failed = true;
@@ -325,18 +316,6 @@ TEST(UStringStream, ExtractorsReadOneWord) {
   std::wistringstream wide(L"\u00E9t\u00E9 x");
   wide >> s;
   EXPECT_EQ(units(s), u"\u00E9t\u00E9");
-}
-
-TEST(UStringMove, TakesTextAndConverter) {
-  UString a(u"abc");
-  bool failed = false;
-  a.std_str("ISO-8859-1", failed);
-  const int before = g_converters_opened;
-  UString b(std::move(a));
-  UString c;
-  c = std::move(b);
-  EXPECT_EQ(c.std_str("ISO-8859-1", failed), "abc");
-  EXPECT_EQ(g_converters_opened, before);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
-// Several threads register overlapping names and namespaces at once. Run under
-// ThreadSanitizer in the tsan build.
+// Several threads register overlapping names and namespaces at once, directly
+// or through the failed parses of selectors naming unknown resource types. Run
+// under ThreadSanitizer in the tsan build.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -9,6 +10,8 @@
 #include <vector>
 
 #include "support/threads.h"
+#include "zel/exception.h"
+#include "zel/selector.h"
 #include "zel/xmltag.h"
 
 namespace Zel {
@@ -64,6 +67,30 @@ TEST(XmlTagConcurrency, OverlappingRegistrationsAgree) {
   EXPECT_EQ(*ids.rbegin() - *ids.begin() + 1, static_cast<XmlTag::Id>(ids.size()));
   EXPECT_EQ(namespaces.size(), static_cast<std::size_t>(kUris));
   EXPECT_EQ(*namespaces.rbegin() - *namespaces.begin() + 1, kUris);
+}
+
+// Besides, selectors share only read-only tables while they parse and format.
+TEST(SelectorConcurrency, ParsingSharesOnlyReadOnlyTables) {
+  constexpr int kRounds = 500;
+  std::atomic<int> mismatches{0};
+  zel_test::run_together(kThreads, [&](int t) {
+    for (int i = 0; i < kRounds; ++i) {
+      const Selector s(UString(u"lw.repo.vob:a/b@/store/proj"));
+      if (s.to_string_with_domain() != UString(u"lw.repo.vob:a/b@/store/proj") ||
+          s.parent().selector() != UString(u"repo/vob:a@lw./store/proj") ||
+          Selector::namespace_string(s.name_space()) != UString(u"repo")) {
+        ++mismatches;
+      }
+      // A name no other thread uses, and one all threads share.
+      const std::string type = i % 2 == 0 ? "t" + std::to_string(t * kRounds + i) : "shared";
+      try {
+        Selector(UString(Utf8String("lw.repo." + type + ":x@y")));
+        ++mismatches;
+      } catch (const StateException&) {
+      }
+    }
+  });
+  EXPECT_EQ(mismatches.load(), 0);
 }
 
 }  // namespace
