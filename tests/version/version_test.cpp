@@ -26,11 +26,4 @@ TEST(VersionLine, NamePaddedVersionAndBuildTimeAndPrintWritesTheSameBytes) {
   EXPECT_EQ(testing::internal::GetCapturedStdout(), text);
 }
 
-// The macros come from the build's one version number.
-TEST(VersionMacros, SpellTheProjectVersion) {
-  EXPECT_EQ(std::to_string(ZEL_VERSION_MAJOR) + "." + std::to_string(ZEL_VERSION_MINOR) + "." +
-                std::to_string(ZEL_VERSION_PATCH) + "." + std::to_string(ZEL_VERSION_TWEAK),
-            ZEL_TEST_PROJECT_VERSION);
-}
-
 }  // namespace
