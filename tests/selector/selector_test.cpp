@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "support/failure.h"
 #include "support/text.h"
-#include "zel/exception.h"
 
 namespace Zel {
 namespace {
@@ -25,18 +25,12 @@ std::string fields(const Selector& s) {
          "]";
 }
 
-// The reason of a failed parse, or "parsed" when it succeeds.
+// The reason a parse fails for, from the catalogue message that names the text;
+// "no exception" when it succeeds.
 std::string reason_of(const std::string& utf8) {
-  try {
-    parse(utf8);
-  } catch (const StateException& e) {
-    const std::vector<UMessage::Arg>& args = e.message().args();
-    if (e.message().catalogue() != zelutil || e.message().number() != 21 || args.size() != 2) {
-      return "another message";
-    }
-    return *args[1].value().string;
-  }
-  return "parsed";
+  const std::string failure = failure_of([&utf8] { parse(utf8); });
+  const std::string head = "StateException: QZMLK0671E The selector '" + utf8 + "' is not valid: ";
+  return failure.compare(0, head.size(), head) == 0 ? failure.substr(head.size()) : failure;
 }
 
 std::string joined(const std::vector<UString>& segments) {

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "failure.h"
+#include "support/failure.h"
 #include "support/text.h"
 
 namespace Zel {
@@ -30,8 +30,6 @@ TEST(XmlTagNamespaces, WellKnownOnesAreFoundByAbbreviationAndUri) {
     EXPECT_TRUE(XmlTag::is_well_known_namespace(uri));
     EXPECT_EQ(XmlTag(uri, u"x").ns_id(), ns);  // no new record for a known URI
   }
-  EXPECT_EQ(text(XmlTag::ns_abbreviation(0)), "ACL:");
-  EXPECT_EQ(text(XmlTag::ns_URI(0)), base_uri() + "/TEAM/ACL");
   for (const char* near_miss : {"ACL", "acl:", "ACL: "}) {
     EXPECT_EQ(XmlTag::ns_lookup_abbreviation(ustr(near_miss)), -1) << near_miss;
   }
@@ -112,7 +110,6 @@ TEST(XmlTagRegistry, RegistrationIsOncePerNameAndIdsAreDense) {
   const XmlTag& first = XmlTag::lookup(probe);
   EXPECT_EQ(probe.id(), first.id());  // written back on purpose
   EXPECT_TRUE(first == probe);        // ids are not compared
-  EXPECT_EQ(&XmlTag::lookup(probe), &first);
   EXPECT_EQ(&XmlTag::lookup(probe.ns_id(), u"first"), &first);
 
   // Ids follow one another, and tags keep their addresses across chunks.
