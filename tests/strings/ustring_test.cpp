@@ -162,9 +162,7 @@ TEST(UStringEncode, Utf8AndResultsStopAtTheFirstZeroByte) {
   bool failed = true;
   EXPECT_EQ(UString().std_str("UTF-8", failed), "");
   EXPECT_FALSE(failed);
-  EXPECT_EQ(UString(u"\u00E4b").std_str("UTF-8", failed),
-            "\xC3\xA4"
-            "b");
+  EXPECT_EQ(UString(u"\u00E4b").std_str("UTF-8", failed), std::string("\xC3\xA4") + "b");
   EXPECT_EQ(UString(u"\U0001F600").utf8_str(), "\xF0\x9F\x98\x80");
   EXPECT_EQ(UString(u"A").std_str("UTF-16BE", failed), "");
   EXPECT_FALSE(failed);
@@ -181,9 +179,7 @@ TEST(UStringEncode, FailuresGiveEmptyOrSubstitutedTextAndAnyOtherStatusIsFlagged
   EXPECT_EQ(substituted.front(), 'a');
   EXPECT_EQ(substituted.back(), 'b');
   // Characters a set cannot map are substituted too.
-  EXPECT_EQ(UString(u"a\u20ACb").std_str("ISO-8859-1", failed),
-            "a\x1A"
-            "b");
+  EXPECT_EQ(UString(u"a\u20ACb").std_str("ISO-8859-1", failed), std::string("a\x1A") + "b");
   // An unknown set gives nothing, unflagged.
   const UString s(u"abc");
   failed = true;
