@@ -97,6 +97,7 @@ TEST(UStringModify, PositionsPastTheEndArePinned) {
   EXPECT_EQ(units(s), u"ab");
   s.assign(u"abc", 0);  // a zero count takes the whole text
   EXPECT_EQ(units(s), u"abc");
+  EXPECT_EQ(units(UString(u"old").assign(s)), u"abc");
   s.insert(1, u'X').insert(99, UString(u"END")).insert(0, u"<");
   EXPECT_EQ(units(s), u"<aXbcEND");
   s.replace(1, 3, UString(u"--")).replace(5, npos, u"!");
