@@ -108,7 +108,6 @@ TEST(SelectorFormat, ShortAndFullForms) {
     std::string input, short_form, full_form;
   };
   const std::vector<Case> cases = {
-      {"lw.brtype:main@/store/proj", "brtype:main@lw./store/proj", "lw.brtype:main@/store/proj"},
       {"lw.vob:/store/proj", "vob:@lw./store/proj", "lw.vob:/store/proj"},
       {"lw.repo.vob:@/store/proj", "repo/vob:@lw./store/proj", "lw.repo.vob:@/store/proj"},
       {"mx.repo:n@r", "repo:n@mx.r", "mx.repo:n@r"},

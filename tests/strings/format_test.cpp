@@ -13,7 +13,7 @@ namespace {
 
 const char kUuidText[] = "1f2e3d40.5c6b17ee.8a3c.00:01:00:01:7f:00";
 
-TEST(Format, EachTypePrintsItsOwnTextForm) {
+TEST(Format, EachTypePrintsItsOwnTextFormAndOptionsCountCharacters) {
   const Uuid uuid = Uuid::from_string(kUuidText);
   const std::pair<std::string, std::string> cases[] = {
       {fmt::format("{}", UString(u"caf\u00e9")), "caf\xc3\xa9"},
@@ -26,10 +26,7 @@ TEST(Format, EachTypePrintsItsOwnTextForm) {
       {fmt::format("{}", DavTime(1146711721)), "Thu, 04 May 2006 03:02:01 GMT"},
   };
   for (const auto& [formatted, expected] : cases) EXPECT_EQ(formatted, expected);
-}
-
-// Format options count characters, not UTF-8 bytes.
-TEST(Format, HonoursWidthFillAlignmentAndPrecisionInCharacters) {
+  // Format options count characters, not UTF-8 bytes.
   const UString cafe(u"caf\u00e9");
   EXPECT_EQ(fmt::format("[{:>6}|{:*<6}|{:^7}|{:.3}]", cafe, cafe, cafe, cafe),
             "[  caf\xc3\xa9|caf\xc3\xa9**| caf\xc3\xa9  |caf]");
