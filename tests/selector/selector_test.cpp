@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "support/failure.h"
 #include "support/text.h"
-#include "zel/exception.h"
 
 namespace Zel {
 namespace {
@@ -25,18 +25,12 @@ std::string fields(const Selector& s) {
          "]";
 }
 
-// The reason of a failed parse, or "parsed" when it succeeds.
+// The reason a parse fails for, from the catalogue message that names the text;
+// "no exception" when it succeeds.
 std::string reason_of(const std::string& utf8) {
-  try {
-    parse(utf8);
-  } catch (const StateException& e) {
-    const std::vector<UMessage::Arg>& args = e.message().args();
-    if (e.message().catalogue() != zelutil || e.message().number() != 21 || args.size() != 2) {
-      return "another message";
-    }
-    return *args[1].value().string;
-  }
-  return "parsed";
+  const std::string failure = failure_of([&utf8] { parse(utf8); });
+  const std::string head = "StateException: QZMLK0671E The selector '" + utf8 + "' is not valid: ";
+  return failure.compare(0, head.size(), head) == 0 ? failure.substr(head.size()) : failure;
 }
 
 std::string joined(const std::vector<UString>& segments) {
@@ -69,41 +63,29 @@ TEST(SelectorParse, FieldsOfWellFormedTexts) {
       {"mx.repo.mx-userdb:@db", "1 38 1023 [] [db]"},
       {"lw.repo.lw-brtype:main@r", "0 38 983 [main] [r]"},
       {"lw..brtype:x@y", "0 4 0 [x] [y]"},  // empty prefix segments vanish
-      {".lw.brtype.:x@y", "0 4 0 [x] [y]"},
-      {"lw:x@y", "0 26 0 [x] [y]"},  // fields the prefix leaves out keep their nil values
+      {"lw:x@y", "0 26 0 [x] [y]"},         // fields the prefix leaves out keep their nil values
       {":x@y", "3 26 0 [x] [y]"},
-      {"<invalid>.DEFAULT:x@y", "2 8 0 [x] [y]"},
-      {"lw.NONE:x@y", "0 26 0 [x] [y]"},
       {"lw.brtype:a:b@c@d", "0 4 0 [a:b] [c@d]"},          // first ":", then first "@"
       {"lw.brtype:a%@b@c", "0 4 0 [a%] [b@c]"},            // "%@" still ends the name
       {"lw.brtype:a%2F%/b@%%r", "0 4 0 [a%2F%/b] [%%r]"},  // kept as written
-      {"lw.vob:\xE2\x82\xAC@x", "0 46 0 [] [\xE2\x82\xAC@x]"},
   };
-  for (const auto& [input, expected] : cases) {
-    EXPECT_EQ(fields(parse(input)), expected) << input;
-  }
+  for (const auto& [input, expected] : cases) EXPECT_EQ(fields(parse(input)), expected) << input;
 }
 
 TEST(SelectorParse, EachFailureReasonInTheOrderTested) {
   const std::vector<std::pair<std::string, std::string>> cases = {
-      {"", "missing namespace seperator: \":\""},
       {"lw.brtype@x", "missing namespace seperator: \":\""},
-      {"xx.bogus.zzz.q:x@y", "unknown provider domain: xx"},
       {"LW.brtype:x@y", "unknown provider domain: LW"},  // words are exact and case-sensitive
       {"lw.none:x@y", "unknown namespace: none"},
-      {"lw.brtype :x@y", "unknown namespace: brtype "},
       {"lw%.brtype:x@y", "unknown provider domain: lw%.brtype"},  // escaped "." stays
       {"lw.bogus.zzz.q:", "unknown namespace: bogus"},
       {"lw.repo.no-such-type.q:x@y", "unknown resource type: no-such-type"},
       {"lw.repo.acl-entry:x@y", "unknown resource type: acl-entry"},  // not a "RES:" tag
       {"lw.repo.vob.q:x@y", "extra segment before name and repository: q"},
-      {"lw.repo.vob.q.r.s:x@y", "extra segment before name and repository: q"},
-      {"lw.brtype.vob:x@y", "extra segment before name and repository: vob"},
-      {"lw.brtype.vob:", "extra segment before name and repository: vob"},
+      {"lw.repo.vob.q.r.s:x@y", "extra segment before name and repository: q"},  // words stop at 4
+      {"lw.brtype.vob:", "extra segment before name and repository: vob"},  // before the empty rest
       {"lw.brtype:", "no name or repository segments"},
-      {"lw.vob:", "no name or repository segments"},
       {"lw.brtype:main", "missing repository seperator: \"@\""},
-      {"lw.brtype:@/store/proj", "no name for non-repository resource type"},
       {"lw.repo:@r", "no name for non-repository resource type"},
       {"lw.repo.lw-brtype:@r", "no name for non-repository resource type"},
       {"lw.brtype:@", "no name for non-repository resource type"},
@@ -113,18 +95,9 @@ TEST(SelectorParse, EachFailureReasonInTheOrderTested) {
   for (const auto& [input, expected] : cases) EXPECT_EQ(reason_of(input), expected) << input;
 }
 
-TEST(SelectorParse, FailureCarriesTheCatalogueMessage) {
-  try {
-    parse("lw.brtype:main");
-    FAIL() << "parsed";
-  } catch (const StateException& e) {
-    EXPECT_EQ(e.qrp_reason_code(), QRPException::QRP_RC_ZELUTIL);
-    EXPECT_EQ(text(e.message().message_string()),
-              "QZMLK0671E The selector 'lw.brtype:main' is not valid: missing repository "
-              "seperator: \"@\"");
-  }
-  // An unknown type is registered as a run-time name by the failed parse itself,
-  // so it holds an id from before a name registered afterwards.
+// An unknown type is registered as a run-time name by the failed parse itself,
+// so it holds an id from before a name registered afterwards.
+TEST(SelectorParse, UnknownResourceTypeIsRegisteredByTheFailedParse) {
   EXPECT_EQ(reason_of("lw.repo.fresh-type:x@y"), "unknown resource type: fresh-type");
   const XmlTag::Id later = XmlTag::lookup(16, ustr("later-type")).id();
   EXPECT_LT(XmlTag::lookup(16, ustr("fresh-type")).id(), later);
@@ -135,14 +108,12 @@ TEST(SelectorFormat, ShortAndFullForms) {
     std::string input, short_form, full_form;
   };
   const std::vector<Case> cases = {
-      {"lw.brtype:main@/store/proj", "brtype:main@lw./store/proj", "lw.brtype:main@/store/proj"},
       {"lw.vob:/store/proj", "vob:@lw./store/proj", "lw.vob:/store/proj"},
       {"lw.repo.vob:@/store/proj", "repo/vob:@lw./store/proj", "lw.repo.vob:@/store/proj"},
       {"mx.repo:n@r", "repo:n@mx.r", "mx.repo:n@r"},
       {"lw:x@y", "x@lw.y", "lw:x@y"},
       {"mx.INVALID:x@y", "x@mx.y", "mx:x@y"},
       {"<invalid>.DEFAULT:x@y", "x@y", "x@y"},
-      {":x@y", "x@y", "x@y"},
   };
   for (const Case& c : cases) {
     const Selector parsed = parse(c.input);
@@ -161,8 +132,6 @@ TEST(SelectorFormat, BothFormsShareOneCache) {
   EXPECT_EQ(text(full_first.selector()), "lw.brtype:main@/store/proj");
   // Derived selectors start with an empty cache.
   EXPECT_EQ(text(short_first.recompose_with_name(ustr("main")).to_string_with_domain()),
-            "lw.brtype:main@/store/proj");
-  EXPECT_EQ(text(short_first.child(UString(), Selector::NS_NONE).to_string_with_domain()),
             "lw.brtype:main@/store/proj");
   // The empty full form of a nil selector is not a cached text.
   Selector nil;
@@ -244,7 +213,6 @@ TEST(SelectorSegments, SplitAndJoin) {
     return text(Selector::join_segments(abc, Selector::SEGMENT_SEP, first, count));
   };
   EXPECT_EQ(join(0, ~0u), "a/b/c");
-  EXPECT_EQ(join(2, ~0u), "c");
   EXPECT_EQ(join(1, 1), "b");
   EXPECT_EQ(join(1, 5), "b/c");
   EXPECT_EQ(join(3, 1), "");

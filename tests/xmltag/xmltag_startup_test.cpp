@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "failure.h"
+#include "support/failure.h"
 #include "zel/xmltag.h"
 
 namespace Zel {

@@ -1,7 +1,7 @@
 // What a call throws, as one comparable text: the exception's class and its
 // formatted message.
-#ifndef ZEL_TESTS_XMLTAG_FAILURE_H_
-#define ZEL_TESTS_XMLTAG_FAILURE_H_
+#ifndef ZEL_TESTS_SUPPORT_FAILURE_H_
+#define ZEL_TESTS_SUPPORT_FAILURE_H_
 
 #include <functional>
 #include <string>
@@ -25,4 +25,4 @@ inline std::string failure_of(const std::function<void()>& call) {
 
 }  // namespace Zel
 
-#endif  // ZEL_TESTS_XMLTAG_FAILURE_H_
+#endif  // ZEL_TESTS_SUPPORT_FAILURE_H_
