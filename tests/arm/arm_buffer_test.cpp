@@ -17,15 +17,19 @@ const Sub& sub(const ArmBuffer& b, int i) {
   return *reinterpret_cast<const Sub*>(b.buffer4()->subbuffer_array[i]);
 }
 
-// Runs `f` and expects the ARM refusal with `argument` as the message's argument.
+std::vector<int> formats(const ArmBuffer& b) {
+  std::vector<int> out;
+  for (int i = 0; i < b.count(); ++i) out.push_back(b.buffer4()->subbuffer_array[i]->format);
+  return out;
+}
+
+// Runs `f` and expects the ARM refusal with `argument` as the message's
+// argument (its reason code is pinned with the library's other raise sites).
 void expect_refusal(const std::function<void()>& f, const std::string& argument) {
   try {
     f();
     ADD_FAILURE() << "no refusal for: " << argument;
   } catch (const QRPException& e) {
-    EXPECT_EQ(e.qrp_reason_code(), 40);
-    EXPECT_EQ(e.resource(), nullptr);
-    EXPECT_TRUE(e.causes().empty());
     EXPECT_EQ(e.message().message_string().utf8_str(),
               "QZMLK0670E Application Resource Measurement (ARM) error: " + argument + ".");
   }
@@ -37,7 +41,9 @@ arm_id_t make_id(unsigned char first) {
   return id;
 }
 
-TEST(ArmBuffer, AFifthSubBufferIsRefusedAndTheFourStay) {
+// Every overload checks the count, and a buffer that clear() emptied takes
+// four again.
+TEST(ArmBuffer, AFifthSubBufferIsRefusedAndTheFourStayUntilCleared) {
   arm_id_t id = make_id(1);
   ArmMetricBindingsBuffer bindings;
   ArmMetricValuesBuffer values;
@@ -59,29 +65,19 @@ TEST(ArmBuffer, AFifthSubBufferIsRefusedAndTheFourStay) {
       {[&](ArmBuffer& b) { b.add_buffer(bindings); }, "add_buffer"},
       {[&](ArmBuffer& b) { b.add_buffer(values); }, "add_buffer"},
   };
+  ArmBuffer b(false);
   for (const auto& [fifth, operation] : fifths) {
-    ArmBuffer b(false);
-    for (int i = 0; i < 4; ++i) b.add_buffer();
-    std::vector<arm_subbuffer_t*> before(b.buffer4()->subbuffer_array,
-                                         b.buffer4()->subbuffer_array + 4);
+    b.clear();
+    EXPECT_TRUE(b.empty());
+    for (int i = 0; i < 4; ++i) b.add_buffer(UString(u"a diagnostic"));
+    const std::vector<arm_subbuffer_t*> before(b.buffer4()->subbuffer_array,
+                                               b.buffer4()->subbuffer_array + 4);
     expect_refusal([&] { fifth(b); },
                    std::string("ArmBuffer::") + operation + "():  Max Buffer count exceeded.");
-    EXPECT_EQ(b.count(), 4);
     EXPECT_EQ(std::vector<arm_subbuffer_t*>(b.buffer4()->subbuffer_array,
-                                            b.buffer4()->subbuffer_array + 4),
+                                            b.buffer4()->subbuffer_array + b.count()),
               before);
   }
-}
-
-TEST(ArmBuffer, ClearEmptiesTheBufferForReuse) {
-  ArmBuffer b(false);
-  b.add_buffer(UString(u"a diagnostic"));
-  b.add_buffer();
-  b.clear();
-  EXPECT_EQ(b.count(), 0);
-  EXPECT_TRUE(b.empty());
-  for (int i = 0; i < 4; ++i) b.add_buffer(UString(u"again"));
-  EXPECT_EQ(b.count(), 4);
 }
 
 TEST(ArmBuffer, PoolsEachTextOnceAndSharesTheGlobalPool) {
@@ -110,25 +106,18 @@ TEST(ArmBuffer, FixedSubBuffersCarryTheirFields) {
   b.add_buffer(987654321012LL);
   b.add_buffer(UString(u"alice"), true, id);
   b.add_buffer(2, 6, address, false, id);
-  ASSERT_EQ(b.count(), 4);
-
-  const auto& charset = sub<arm_subbuffer_charset_t>(b, 0);
-  EXPECT_EQ(charset.header.format, ARM_SUBBUFFER_CHARSET);
-  EXPECT_EQ(charset.charset, ARM_CHARSET_UTF8);
-  EXPECT_EQ(charset.flags, 0);
-
-  const auto& arrival = sub<arm_subbuffer_arrival_time_t>(b, 1);
-  EXPECT_EQ(arrival.header.format, ARM_SUBBUFFER_ARRIVAL_TIME);
-  EXPECT_EQ(arrival.opaque_time, 987654321012LL);
+  EXPECT_EQ(formats(b), (std::vector<int>{ARM_SUBBUFFER_CHARSET, ARM_SUBBUFFER_ARRIVAL_TIME,
+                                          ARM_SUBBUFFER_USER, ARM_SUBBUFFER_SYSTEM_ADDRESS}));
+  EXPECT_EQ(sub<arm_subbuffer_charset_t>(b, 0).charset, ARM_CHARSET_UTF8);
+  EXPECT_EQ(sub<arm_subbuffer_charset_t>(b, 0).flags, 0);
+  EXPECT_EQ(sub<arm_subbuffer_arrival_time_t>(b, 1).opaque_time, 987654321012LL);
 
   const auto& user = sub<arm_subbuffer_user_t>(b, 2);
-  EXPECT_EQ(user.header.format, ARM_SUBBUFFER_USER);
   EXPECT_STREQ(user.name, "alice");
   EXPECT_EQ(user.id_valid, ARM_TRUE);
   EXPECT_EQ(std::memcmp(&user.id, &id, sizeof id), 0);
 
   const auto& system = sub<arm_subbuffer_system_address_t>(b, 3);
-  EXPECT_EQ(system.header.format, ARM_SUBBUFFER_SYSTEM_ADDRESS);
   EXPECT_EQ(system.address_format, 2);
   EXPECT_EQ(system.address_length, 6);
   ASSERT_NE(system.address, address);  // a copy, inside the sub-buffer's block
@@ -173,9 +162,7 @@ TEST(ArmIdentity, PropertiesAndContextNamesGoToTheirArrays) {
   identity.uri = UString(u"/vob/x");
   ArmBuffer b(false);
   b.add_buffer(identity);
-
   const auto& s = sub<arm_subbuffer_tran_identity_t>(b, 0);
-  EXPECT_EQ(s.header.format, ARM_SUBBUFFER_TRAN_IDENTITY);
   ASSERT_EQ(s.identity_property_count, 1);
   EXPECT_STREQ(s.identity_property_array[0].name, "kind");
   EXPECT_STREQ(s.identity_property_array[0].value, "checkout");
@@ -195,10 +182,11 @@ TEST(ArmIdentity, PropertiesAndContextNamesGoToTheirArrays) {
   EXPECT_EQ(only_properties.uri, nullptr);  // empty
   b.add_buffer(identity, false);
   const auto& empty = sub<arm_subbuffer_app_identity_t>(b, 2);
-  EXPECT_EQ(empty.header.format, ARM_SUBBUFFER_APP_IDENTITY);
   EXPECT_EQ(empty.identity_property_count, 0);
   EXPECT_EQ(empty.identity_property_array, nullptr);
   EXPECT_EQ(empty.context_name_array, nullptr);
+  EXPECT_EQ(formats(b), (std::vector<int>{ARM_SUBBUFFER_TRAN_IDENTITY, ARM_SUBBUFFER_TRAN_IDENTITY,
+                                          ARM_SUBBUFFER_APP_IDENTITY}));
 }
 
 TEST(ArmIdentity, NineteenPropertiesOfBothKindsAreTheLimit) {
@@ -235,9 +223,9 @@ TEST(ArmContext, ValuesSitAtTheirNamesPositions) {
   ArmBuffer b(false);
   b.add_buffer(context);
   const auto& s = sub<arm_subbuffer_tran_context_t>(b, 0);
-  EXPECT_EQ(s.header.format, ARM_SUBBUFFER_TRAN_CONTEXT);
   ASSERT_EQ(s.context_value_count, 4);
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(s.context_value_array[i], nullptr) << i;
+  EXPECT_EQ(std::vector<const char*>(s.context_value_array, s.context_value_array + 3),
+            std::vector<const char*>(3, nullptr));
   EXPECT_STREQ(s.context_value_array[3], "lab");
   EXPECT_STREQ(s.uri, "/x");
 
@@ -245,9 +233,9 @@ TEST(ArmContext, ValuesSitAtTheirNamesPositions) {
                  "ArmContextBuffer:: trying to add unknown context property");
   b.add_buffer(context, false);  // emptied by the first
   const auto& empty = sub<arm_subbuffer_app_context_t>(b, 1);
-  EXPECT_EQ(empty.header.format, ARM_SUBBUFFER_APP_CONTEXT);
   EXPECT_EQ(empty.context_value_count, 0);
   EXPECT_EQ(empty.context_value_array, nullptr);
+  EXPECT_EQ(formats(b), (std::vector<int>{ARM_SUBBUFFER_TRAN_CONTEXT, ARM_SUBBUFFER_APP_CONTEXT}));
 }
 
 TEST(ArmMetrics, ValuesKeepTheirFormatsAndOrder) {

@@ -13,40 +13,32 @@
 
 namespace {
 
+namespace fs = std::filesystem;
 using Zel::ArmApplication;
 
-class TraceFile : public zel_test::ArmTrace {
- protected:
-  int register_application() {
-    Zel::ArmBuffer none(false);
-    return ArmApplication::register_application(1, Zel::UString(u"tests"), &none);
-  }
-};
+class TraceFile : public zel_test::ArmTrace {};
 
 TEST_F(TraceFile, RegularFileOnlyCreatedForTheOwner) {
-  const std::filesystem::path trace = trace_path();
-  const std::filesystem::path target = trace.parent_path() / "target";
+  const fs::path trace = trace_path();
+  const fs::path target = trace.parent_path() / "target";
   std::ofstream(target) << "precious\n";
-  for (const std::string kind : {"symlink", "dangling symlink", "fifo", "directory"}) {
-    std::filesystem::remove_all(trace);
-    if (kind == "symlink") std::filesystem::create_symlink(target, trace);
-    if (kind == "dangling symlink")
-      std::filesystem::create_symlink(trace.parent_path() / "no", trace);
+  // The symlink last, so that what it points to can be looked at afterwards.
+  for (const std::string kind : {"dangling symlink", "fifo", "directory", "symlink"}) {
+    fs::remove_all(trace);
+    if (kind == "dangling symlink") fs::create_symlink(trace.parent_path() / "no", trace);
     if (kind == "fifo") ::mkfifo(trace.c_str(), 0600);
-    if (kind == "directory") std::filesystem::create_directory(trace);
+    if (kind == "directory") fs::create_directory(trace);
+    if (kind == "symlink") fs::create_symlink(target, trace);
     EXPECT_EQ(register_application(), arm4_trace::ERROR_TRACE_FILE) << kind;
     EXPECT_EQ(ArmApplication::start_application(nullptr, Zel::UString(u"g"), Zel::UString(u"i")),
               Zel::ARM_OFF)
         << kind;
   }
-  std::filesystem::remove_all(trace);
-  std::filesystem::create_symlink(target, trace);
-  EXPECT_EQ(register_application(), arm4_trace::ERROR_TRACE_FILE);
-  EXPECT_TRUE(std::filesystem::is_symlink(trace));
-  EXPECT_EQ(std::filesystem::file_size(target), 9u);  // "precious\n", untouched
-  EXPECT_FALSE(std::filesystem::exists(trace.parent_path() / "no"));
+  EXPECT_TRUE(fs::is_symlink(trace));
+  EXPECT_EQ(fs::file_size(target), 9u);  // "precious\n", untouched
+  EXPECT_FALSE(fs::exists(trace.parent_path() / "no"));
 
-  std::filesystem::remove(trace);
+  fs::remove(trace);
   const mode_t saved = ::umask(022);
   EXPECT_GE(register_application(), 0);
   ::umask(saved);
