@@ -1,9 +1,13 @@
 // Registration and start of the application against the arm4-trace runtime:
-// order, buffers, ids, and the failures that switch ARM off.
+// order, buffers, ids, and the failures that switch ARM off, a refused trace
+// file among them.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -14,6 +18,7 @@
 namespace Zel {
 namespace {
 
+namespace fs = std::filesystem;
 using zel_test::field;
 using Registrar = ArmApplication::OperationRegistrar;
 
@@ -133,6 +138,36 @@ TEST_F(ArmApplicationTest, StartsWithEmptyTextsAsNullThenForwardsCalls) {
   arm_id_t id{};
   EXPECT_EQ(ArmApplication::register_transaction("Direct", 0, nullptr, &id), 0);
   EXPECT_FALSE(is_zero(id));
+}
+
+// The runtime's trace file is created private, and never a symlink, FIFO or
+// directory in its place: the runtime may run in a privileged server.
+TEST_F(ArmApplicationTest, TheTraceIsARegularFileOnlyCreatedForTheOwner) {
+  const fs::path trace = trace_path();
+  const fs::path target = trace.parent_path() / "target";
+  std::ofstream(target) << "precious\n";
+  // The symlink last, so that what it points to can be looked at afterwards.
+  for (const std::string kind : {"dangling symlink", "fifo", "directory", "symlink"}) {
+    fs::remove_all(trace);
+    if (kind == "dangling symlink") fs::create_symlink(trace.parent_path() / "no", trace);
+    if (kind == "fifo") ::mkfifo(trace.c_str(), 0600);
+    if (kind == "directory") fs::create_directory(trace);
+    if (kind == "symlink") fs::create_symlink(target, trace);
+    EXPECT_EQ(register_application(), arm4_trace::ERROR_TRACE_FILE) << kind;
+    EXPECT_EQ(ArmApplication::start_application(nullptr, UString(u"g"), UString(u"i")), ARM_OFF)
+        << kind;
+  }
+  EXPECT_TRUE(fs::is_symlink(trace));
+  EXPECT_EQ(fs::file_size(target), 9u);  // "precious\n", untouched
+  EXPECT_FALSE(fs::exists(trace.parent_path() / "no"));
+
+  fs::remove(trace);
+  const mode_t saved = ::umask(022);
+  EXPECT_GE(register_application(), 0);
+  ::umask(saved);
+  struct stat info {};
+  ASSERT_EQ(::lstat(trace.c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode, S_IFREG | 0600u);
 }
 
 // The runtime refuses a missing required pointer rather than write through it.

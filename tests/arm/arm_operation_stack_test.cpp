@@ -46,19 +46,16 @@ TEST_F(ArmStackTest, NestedTransactionsChainTheirCorrelators) {
 
   std::vector<long long> handles;
   std::uint64_t expected_parent = 999;
+  const arm_id_t* parents[] = {&caller.tran_id, &outer_.tran_id, &inner_.tran_id};
   for (int depth = 1; depth <= 3; ++depth) {
-    const arm_id_t parent = depth == 1   ? caller.tran_id
-                            : depth == 2 ? outer_.tran_id
-                                         : inner_.tran_id;
-    ASSERT_EQ(
-        Stack::start_transaction(depth == 1 ? outer_.tran_id : inner_.tran_id, nullptr, depth > 1),
-        0);
+    const arm_id_t& tran = depth == 1 ? outer_.tran_id : inner_.tran_id;
+    ASSERT_EQ(Stack::start_transaction(tran, nullptr, depth > 1), 0);
     handles.push_back(Stack::current_local_operation());
     EXPECT_TRUE(Stack::doing_local_operation());
     arm4_trace::correlator_fields_t fields;
     ASSERT_TRUE(arm4_trace::read_correlator(*Stack::current_local_correlator(), &fields));
     EXPECT_EQ(fields.parent_handle, expected_parent);
-    EXPECT_EQ(std::memcmp(&fields.parent_tran_id, &parent, sizeof parent), 0);
+    EXPECT_EQ(std::memcmp(&fields.parent_tran_id, parents[depth - 1], sizeof(arm_id_t)), 0);
     expected_parent = static_cast<std::uint64_t>(handles.back());
   }
   const auto starts = events("start_transaction");
