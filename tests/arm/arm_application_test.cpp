@@ -22,7 +22,7 @@ namespace fs = std::filesystem;
 using zel_test::field;
 using Registrar = ArmApplication::OperationRegistrar;
 
-// Registers with a transaction identity and metric bindings.
+// Registers with a transaction identity.
 class DescribedRegistrar : public Registrar {
  public:
   using Registrar::Registrar;
@@ -30,9 +30,6 @@ class DescribedRegistrar : public Registrar {
     ArmTransIdentyBuffer identity;
     identity.add_identity_prop(u"kind", u"write");
     buffer.add_buffer(identity);
-    ArmMetricBindingsBuffer bindings;
-    bindings.add_binding(0, arm_id_t{});
-    buffer.add_buffer(bindings);
   }
 };
 
@@ -68,16 +65,16 @@ TEST_F(ArmApplicationTest, RegistersTheApplicationThenEachRegistrarInOrder) {
   ASSERT_EQ(trans.size(), 3u);
   const Registrar* in_order[] = {&read, &write, &list};
   // The last one sees no buffers: the scratch buffer was cleared after the second.
-  const char* buffers[] = {"[]", "[104,106]", "[]"};
+  const char* buffers[] = {"[]", "[104]", "[]"};
   for (std::size_t i = 0; i < 3; ++i) {
     EXPECT_EQ(field(trans[i], "name"), in_order[i]->name.utf8_str());
     EXPECT_EQ(field(trans[i], "tran_id"), hex(in_order[i]->tran_id));
-    EXPECT_FALSE(is_zero(in_order[i]->tran_id));
     EXPECT_EQ(field(trans[i], "buffers"), buffers[i]);
   }
 }
 
-TEST_F(ArmApplicationTest, AFailingRegistrarSwitchesArmOffAndStopsTheRest) {
+// Whichever call fails, ARM is left off; a failing registrar stops the rest.
+TEST_F(ArmApplicationTest, FailuresLeaveArmOff) {
   Registrar first(UString(u"First"));
   Registrar failing(UString(u"Failing"));
   Registrar last(UString(u"Last"));
@@ -89,28 +86,23 @@ TEST_F(ArmApplicationTest, AFailingRegistrarSwitchesArmOffAndStopsTheRest) {
   EXPECT_TRUE(is_zero(last.tran_id));
   EXPECT_EQ(events("register_transaction").size(), 1u);
   EXPECT_EQ(ArmApplication::start_application(nullptr, UString(), UString()), ARM_OFF);
-}
 
-TEST_F(ArmApplicationTest, RuntimeFailuresLeaveArmOff) {
-  Registrar operation(UString(u"Operation"));
   ::setenv("ZEL_ARM_TRACE_FAIL", "arm_register_application", 1);
   EXPECT_EQ(register_application(), arm4_trace::ERROR_REQUESTED);
   EXPECT_EQ(ArmApplication::g_level, 0);
-  EXPECT_TRUE(events("register_transaction").empty());
+  EXPECT_EQ(events("register_transaction").size(), 1u);  // no registrar reached
 
   ::setenv("ZEL_ARM_TRACE_FAIL", "arm_start_application", 1);
   ASSERT_GE(register_application(), 0);
   EXPECT_EQ(ArmApplication::start_application(nullptr, UString(u"g"), UString(u"i")),
             arm4_trace::ERROR_REQUESTED);
   EXPECT_EQ(ArmApplication::g_level, 0);
-  long long arrival = 0;
-  EXPECT_EQ(ArmApplication::get_arrival_time(&arrival), ARM_OFF);
 
   // Level 0 switches a running ARM off as well.
   ::unsetenv("ZEL_ARM_TRACE_FAIL");
   switch_on();
   EXPECT_EQ(register_application(0), 0);
-  EXPECT_EQ(ArmApplication::g_level, 0);
+  long long arrival = 0;
   EXPECT_EQ(ArmApplication::get_arrival_time(&arrival), ARM_OFF);
 }
 
@@ -120,7 +112,6 @@ TEST_F(ArmApplicationTest, StartsWithEmptyTextsAsNullThenForwardsCalls) {
   start.add_buffer(UString(u"starting up"));
   EXPECT_EQ(ArmApplication::start_application(&start, UString(), UString()), 0);
   EXPECT_EQ(start.count(), 0);  // consumed
-  EXPECT_EQ(ArmApplication::g_level, 1);
   const auto starts = events("start_application");
   ASSERT_EQ(starts.size(), 1u);
   EXPECT_EQ(field(starts[0], "group"), "null");
@@ -146,20 +137,15 @@ TEST_F(ArmApplicationTest, TheTraceIsARegularFileOnlyCreatedForTheOwner) {
   const fs::path trace = trace_path();
   const fs::path target = trace.parent_path() / "target";
   std::ofstream(target) << "precious\n";
-  // The symlink last, so that what it points to can be looked at afterwards.
-  for (const std::string kind : {"dangling symlink", "fifo", "directory", "symlink"}) {
-    fs::remove_all(trace);
-    if (kind == "dangling symlink") fs::create_symlink(trace.parent_path() / "no", trace);
-    if (kind == "fifo") ::mkfifo(trace.c_str(), 0600);
-    if (kind == "directory") fs::create_directory(trace);
-    if (kind == "symlink") fs::create_symlink(target, trace);
-    EXPECT_EQ(register_application(), arm4_trace::ERROR_TRACE_FILE) << kind;
-    EXPECT_EQ(ArmApplication::start_application(nullptr, UString(u"g"), UString(u"i")), ARM_OFF)
-        << kind;
-  }
+  // A FIFO is refused without blocking, a symlink even to a regular file.
+  ::mkfifo(trace.c_str(), 0600);
+  EXPECT_EQ(register_application(), arm4_trace::ERROR_TRACE_FILE);
+  fs::remove(trace);
+  fs::create_symlink(target, trace);
+  EXPECT_EQ(register_application(), arm4_trace::ERROR_TRACE_FILE);
+  EXPECT_EQ(ArmApplication::start_application(nullptr, UString(u"g"), UString(u"i")), ARM_OFF);
   EXPECT_TRUE(fs::is_symlink(trace));
   EXPECT_EQ(fs::file_size(target), 9u);  // "precious\n", untouched
-  EXPECT_FALSE(fs::exists(trace.parent_path() / "no"));
 
   fs::remove(trace);
   const mode_t saved = ::umask(022);
