@@ -1,9 +1,13 @@
 // Registration and start of the application against the arm4-trace runtime:
-// order, buffers, ids, and the failures that switch ARM off.
+// order, buffers, ids, and the failures that switch ARM off, a refused trace
+// file among them.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
-#include <cstring>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -14,10 +18,11 @@
 namespace Zel {
 namespace {
 
+namespace fs = std::filesystem;
 using zel_test::field;
 using Registrar = ArmApplication::OperationRegistrar;
 
-// Registers with a transaction identity and metric bindings.
+// Registers with a transaction identity.
 class DescribedRegistrar : public Registrar {
  public:
   using Registrar::Registrar;
@@ -25,19 +30,12 @@ class DescribedRegistrar : public Registrar {
     ArmTransIdentyBuffer identity;
     identity.add_identity_prop(u"kind", u"write");
     buffer.add_buffer(identity);
-    ArmMetricBindingsBuffer bindings;
-    bindings.add_binding(0, arm_id_t{});
-    buffer.add_buffer(bindings);
   }
 };
 
 std::string hex(const arm_id_t& id) {
-  static const char digits[] = "0123456789abcdef";
-  std::string out;
-  for (unsigned char byte : id.id_u.uint8) {
-    out += digits[byte >> 4];
-    out += digits[byte & 15];
-  }
+  char out[33];
+  for (int i = 0; i < 16; ++i) std::snprintf(out + 2 * i, 3, "%02x", id.id_u.uint8[i]);
   return out;
 }
 
@@ -52,8 +50,7 @@ TEST_F(ArmApplicationTest, RegistersTheApplicationThenEachRegistrarInOrder) {
   ArmBuffer application(false);
   application.add_buffer();
 
-  const int result = ArmApplication::register_application(7, UString(u"server"), &application);
-  EXPECT_GE(result, 0);
+  EXPECT_GE(ArmApplication::register_application(7, UString(u"server"), &application), 0);
   EXPECT_EQ(ArmApplication::g_level, 7);
   EXPECT_EQ(application.count(), 1);  // read, not consumed
 
@@ -67,76 +64,61 @@ TEST_F(ArmApplicationTest, RegistersTheApplicationThenEachRegistrarInOrder) {
   const auto trans = events("register_transaction");
   ASSERT_EQ(trans.size(), 3u);
   const Registrar* in_order[] = {&read, &write, &list};
+  // The last one sees no buffers: the scratch buffer was cleared after the second.
+  const char* buffers[] = {"[]", "[104]", "[]"};
   for (std::size_t i = 0; i < 3; ++i) {
     EXPECT_EQ(field(trans[i], "name"), in_order[i]->name.utf8_str());
     EXPECT_EQ(field(trans[i], "tran_id"), hex(in_order[i]->tran_id));
-    EXPECT_FALSE(is_zero(in_order[i]->tran_id));
+    EXPECT_EQ(field(trans[i], "buffers"), buffers[i]);
   }
-  EXPECT_EQ(field(trans[0], "buffers"), "[]");
-  EXPECT_EQ(field(trans[1], "buffers"), "[104,106]");
-  EXPECT_EQ(field(trans[2], "buffers"), "[]");  // the scratch buffer was cleared
 }
 
-TEST_F(ArmApplicationTest, AFailingRegistrarSwitchesArmOffAndStopsTheRest) {
+// Whichever call fails, ARM is left off; a failing registrar stops the rest.
+TEST_F(ArmApplicationTest, FailuresLeaveArmOff) {
   Registrar first(UString(u"First"));
   Registrar failing(UString(u"Failing"));
   Registrar last(UString(u"Last"));
   ::setenv("ZEL_ARM_TRACE_FAIL", "arm_register_transaction=Failing", 1);
-  ArmBuffer none(false);
-  EXPECT_EQ(ArmApplication::register_application(1, UString(u"server"), &none),
-            arm4_trace::ERROR_REQUESTED);
+  EXPECT_EQ(register_application(), arm4_trace::ERROR_REQUESTED);
   EXPECT_EQ(ArmApplication::g_level, 0);
   EXPECT_FALSE(is_zero(first.tran_id));
   EXPECT_TRUE(is_zero(failing.tran_id));
   EXPECT_TRUE(is_zero(last.tran_id));
   EXPECT_EQ(events("register_transaction").size(), 1u);
   EXPECT_EQ(ArmApplication::start_application(nullptr, UString(), UString()), ARM_OFF);
-}
 
-TEST_F(ArmApplicationTest, RuntimeFailuresLeaveArmOff) {
-  Registrar operation(UString(u"Operation"));
-  ArmBuffer none(false);
   ::setenv("ZEL_ARM_TRACE_FAIL", "arm_register_application", 1);
-  EXPECT_EQ(ArmApplication::register_application(1, UString(u"server"), &none),
-            arm4_trace::ERROR_REQUESTED);
+  EXPECT_EQ(register_application(), arm4_trace::ERROR_REQUESTED);
   EXPECT_EQ(ArmApplication::g_level, 0);
-  EXPECT_TRUE(events("register_transaction").empty());
+  EXPECT_EQ(events("register_transaction").size(), 1u);  // no registrar reached
 
   ::setenv("ZEL_ARM_TRACE_FAIL", "arm_start_application", 1);
-  ASSERT_GE(ArmApplication::register_application(1, UString(u"server"), &none), 0);
+  ASSERT_GE(register_application(), 0);
   EXPECT_EQ(ArmApplication::start_application(nullptr, UString(u"g"), UString(u"i")),
             arm4_trace::ERROR_REQUESTED);
   EXPECT_EQ(ArmApplication::g_level, 0);
-  long long arrival = 0;
-  EXPECT_EQ(ArmApplication::get_arrival_time(&arrival), ARM_OFF);
 
   // Level 0 switches a running ARM off as well.
   ::unsetenv("ZEL_ARM_TRACE_FAIL");
   switch_on();
-  EXPECT_EQ(ArmApplication::register_application(0, UString(u"server"), &none), 0);
-  EXPECT_EQ(ArmApplication::g_level, 0);
+  EXPECT_EQ(register_application(0), 0);
+  long long arrival = 0;
   EXPECT_EQ(ArmApplication::get_arrival_time(&arrival), ARM_OFF);
 }
 
-TEST_F(ArmApplicationTest, StartPassesEmptyTextsAsNullAndConsumesItsBuffer) {
-  ArmBuffer none(false);
-  ASSERT_GE(ArmApplication::register_application(1, UString(u"server"), &none), 0);
+TEST_F(ArmApplicationTest, StartsWithEmptyTextsAsNullThenForwardsCalls) {
+  ASSERT_GE(register_application(), 0);
   ArmBuffer start(false);
   start.add_buffer(UString(u"starting up"));
   EXPECT_EQ(ArmApplication::start_application(&start, UString(), UString()), 0);
-  EXPECT_EQ(start.count(), 0);
-  EXPECT_EQ(ArmApplication::g_level, 1);
-
+  EXPECT_EQ(start.count(), 0);  // consumed
   const auto starts = events("start_application");
   ASSERT_EQ(starts.size(), 1u);
   EXPECT_EQ(field(starts[0], "group"), "null");
   EXPECT_EQ(field(starts[0], "instance"), "null");
   EXPECT_EQ(field(starts[0], "buffers"), "[7]");
   EXPECT_EQ(std::stoll(field(starts[0], "app_handle")), ArmApplication::g_app_handle);
-}
 
-TEST_F(ArmApplicationTest, ForwardsArrivalTimesAndErrorMessages) {
-  switch_on();
   long long arrival = 0;
   EXPECT_EQ(ArmApplication::get_arrival_time(&arrival), 0);
   EXPECT_GT(arrival, 0);
@@ -144,10 +126,34 @@ TEST_F(ArmApplicationTest, ForwardsArrivalTimesAndErrorMessages) {
   EXPECT_EQ(
       ArmApplication::get_error_message(ARM_CHARSET_UTF8, arm4_trace::ERROR_REQUESTED, message), 0);
   EXPECT_THAT(message, testing::HasSubstr("ZEL_ARM_TRACE_FAIL"));
-
   arm_id_t id{};
   EXPECT_EQ(ArmApplication::register_transaction("Direct", 0, nullptr, &id), 0);
   EXPECT_FALSE(is_zero(id));
+}
+
+// The runtime's trace file is created private, and never a symlink, FIFO or
+// directory in its place: the runtime may run in a privileged server.
+TEST_F(ArmApplicationTest, TheTraceIsARegularFileOnlyCreatedForTheOwner) {
+  const fs::path trace = trace_path();
+  const fs::path target = trace.parent_path() / "target";
+  std::ofstream(target) << "precious\n";
+  // A FIFO is refused without blocking, a symlink even to a regular file.
+  ::mkfifo(trace.c_str(), 0600);
+  EXPECT_EQ(register_application(), arm4_trace::ERROR_TRACE_FILE);
+  fs::remove(trace);
+  fs::create_symlink(target, trace);
+  EXPECT_EQ(register_application(), arm4_trace::ERROR_TRACE_FILE);
+  EXPECT_EQ(ArmApplication::start_application(nullptr, UString(u"g"), UString(u"i")), ARM_OFF);
+  EXPECT_TRUE(fs::is_symlink(trace));
+  EXPECT_EQ(fs::file_size(target), 9u);  // "precious\n", untouched
+
+  fs::remove(trace);
+  const mode_t saved = ::umask(022);
+  EXPECT_GE(register_application(), 0);
+  ::umask(saved);
+  struct stat info {};
+  ASSERT_EQ(::lstat(trace.c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode, S_IFREG | 0600u);
 }
 
 // The runtime refuses a missing required pointer rather than write through it.

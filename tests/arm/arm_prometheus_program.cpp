@@ -5,8 +5,8 @@
 //   arm_prometheus_program run GOOD FAILED [NAMES]
 //     runs GOOD good and FAILED failed "Checkout" transactions over three
 //     threads, one with status 7, which is none of the standard's, one good
-//     transaction whose name needs escaping, and one good
-//     transaction of each of NAMES more names, "name-0" and up;
+//     transaction whose name needs escaping, and one good transaction of each
+//     of NAMES more names, "name-0" and up, then prints "ran";
 //   arm_prometheus_program busy THREADS
 //     THREADS threads start and stop "Checkout" until standard input ends, then
 //     it prints how many ran;
@@ -24,19 +24,18 @@
 namespace {
 
 using Zel::ArmApplication;
-using Zel::ArmPerThreadOperationStack;
+using Registrar = ArmApplication::OperationRegistrar;
+using Stack = Zel::ArmPerThreadOperationStack;
 
-ArmApplication::OperationRegistrar g_checkout(Zel::UString(u"Checkout"));
-ArmApplication::OperationRegistrar g_quoted(Zel::UString(u"Gr\u00fc\u00dfe \"q\"\\"));
+Registrar g_checkout(Zel::UString(u"Checkout"));
+Registrar g_quoted(Zel::UString(u"Gr\u00fc\u00dfe \"q\"\\"));
+std::atomic<bool> g_failed{false};
 
-bool measure(const ArmApplication::OperationRegistrar& operation, int status) {
-  return ArmPerThreadOperationStack::start_transaction(operation.tran_id, nullptr, true) >= 0 &&
-         ArmPerThreadOperationStack::stop_transaction(status, nullptr) >= 0;
-}
-
-void wait_for_end_of_input() {
-  while (std::getchar() != EOF) {
-  }
+bool measure(const Registrar& operation, int status) {
+  const bool measured = Stack::start_transaction(operation.tran_id, nullptr, true) >= 0 &&
+                        Stack::stop_transaction(status, nullptr) >= 0;
+  if (!measured) g_failed = true;
+  return measured;
 }
 
 }  // namespace
@@ -48,10 +47,10 @@ int main(int argc, char** argv) {
     return 2;
   }
   // Registered with the others, so constructed before the application registers.
-  std::vector<ArmApplication::OperationRegistrar*> names;
+  std::vector<Registrar*> names;
   for (int i = argc == 5 ? std::atoi(argv[4]) : 0; i > 0; --i) {
-    names.push_back(new ArmApplication::OperationRegistrar(
-        Zel::UString(Zel::Utf8String("name-" + std::to_string(names.size())))));
+    names.push_back(
+        new Registrar(Zel::UString(Zel::Utf8String("name-" + std::to_string(names.size())))));
   }
   Zel::ArmBuffer none(false);
   if (ArmApplication::register_application(1, Zel::UString(u"zel-test"), &none) >= 0) {
@@ -60,49 +59,40 @@ int main(int argc, char** argv) {
   std::printf("arm %s\n", ArmApplication::g_level != 0 ? "on" : "off");
   std::fflush(stdout);
 
-  std::atomic<bool> failed{false};
+  const bool busy = mode == "busy";
+  const int good = busy ? 0 : std::atoi(argv[2]);
+  const int all = busy ? 0 : good + std::atoi(argv[3]);
+  constexpr int RUN_THREADS = 3;
   std::atomic<bool> stop{false};
   std::atomic<long> ran{0};
   std::vector<std::thread> threads;
-  if (mode == "run") {
-    const int good = std::atoi(argv[2]);
-    const int bad = std::atoi(argv[3]);
-    constexpr int THREADS = 3;
-    for (int t = 0; t < THREADS; ++t) {
-      threads.emplace_back([&, t, good, bad] {
-        ArmPerThreadOperationStack::get_base_correlator();
-        for (int i = t; i < good + bad; i += THREADS) {
-          if (!measure(g_checkout, i < good ? ARM_STATUS_GOOD : ARM_STATUS_FAILED)) failed = true;
-        }
-        if (t != 0) return;
-        if (!measure(g_quoted, ARM_STATUS_GOOD)) failed = true;
-        if (!measure(g_checkout, 7)) failed = true;  // not a status: counted as unknown
-        for (const auto* name : names) {
-          if (!measure(*name, ARM_STATUS_GOOD)) failed = true;
-        }
-      });
-    }
-  } else {
-    for (int t = std::atoi(argv[2]); t > 0; --t) {
-      threads.emplace_back([&] {
-        ArmPerThreadOperationStack::get_base_correlator();
-        while (!stop) {
-          if (measure(g_checkout, ARM_STATUS_GOOD)) ++ran;
-        }
-      });
-    }
+  for (int t = 0; t < (busy ? std::atoi(argv[2]) : RUN_THREADS); ++t) {
+    threads.emplace_back([&, t] {
+      Stack::get_base_correlator();
+      while (busy && !stop) {
+        if (measure(g_checkout, ARM_STATUS_GOOD)) ++ran;
+      }
+      for (int i = t; i < all; i += RUN_THREADS) {
+        measure(g_checkout, i < good ? ARM_STATUS_GOOD : ARM_STATUS_FAILED);
+      }
+      if (busy || t != 0) return;
+      measure(g_quoted, ARM_STATUS_GOOD);
+      measure(g_checkout, 7);  // not a status: counted as unknown
+      for (const Registrar* name : names) measure(*name, ARM_STATUS_GOOD);
+    });
   }
-  if (mode == "run") {
+  if (!busy) {
     for (auto& thread : threads) thread.join();
     std::printf("ran\n");
     std::fflush(stdout);
   }
-  wait_for_end_of_input();
+  while (std::getchar() != EOF) {
+  }
   stop = true;
   for (auto& thread : threads) {
     if (thread.joinable()) thread.join();
   }
-  if (mode == "busy") std::printf("ran %ld\n", ran.load());
+  if (busy) std::printf("ran %ld\n", ran.load());
   // With ARM off every measure fails with ARM_OFF: expected, not a failure.
-  return failed && ArmApplication::g_level != 0 ? 1 : 0;
+  return g_failed && ArmApplication::g_level != 0 ? 1 : 0;
 }

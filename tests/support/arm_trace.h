@@ -1,19 +1,18 @@
 // Shared by the ARM tests that run against the arm4-trace runtime (CTest puts
 // its directory on LD_LIBRARY_PATH): a fixture that gives each test its own
-// trace file and registrar list, and readers for the trace's JSON lines.
+// trace file and registrar list, and a reader for the trace's JSON lines.
 #ifndef ZEL_TESTS_SUPPORT_ARM_TRACE_H_
 #define ZEL_TESTS_SUPPORT_ARM_TRACE_H_
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
-#include <cstdint>
-#include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
+#include "support/scratch.h"
 #include "zel/arm.h"
 
 namespace zel_test {
@@ -27,46 +26,39 @@ inline std::string field(const std::string& line, const std::string& key) {
   return found->is_string() ? found->get<std::string>() : found->dump();
 }
 
-inline std::uint64_t number(const std::string& line, const std::string& key) {
-  return std::stoull(field(line, key));
-}
-
 class ArmTrace : public testing::Test {
  protected:
   // Each test registers the registrars it constructs and no others; those of
   // a derived fixture are constructed after this.
   ArmTrace() {
-    if (Zel::ArmApplication::g_registrars == nullptr) {
-      Zel::ArmApplication::g_registrars = new std::vector<Zel::ArmApplication::OperationRegistrar*>;
-    }
-    saved_registrars_.swap(*Zel::ArmApplication::g_registrars);
-  }
-  ~ArmTrace() override { saved_registrars_.swap(*Zel::ArmApplication::g_registrars); }
-
-  void SetUp() override {
-    directory_ = (std::filesystem::temp_directory_path() / "zel-arm-XXXXXX").string();
-    ASSERT_NE(::mkdtemp(directory_.data()), nullptr);
+    auto*& registrars = Zel::ArmApplication::g_registrars;
+    if (registrars == nullptr)
+      registrars = new std::vector<Zel::ArmApplication::OperationRegistrar*>;
+    saved_registrars_.swap(*registrars);
     ::setenv("ZEL_ARM_TRACE", trace_path().c_str(), 1);
     ::unsetenv("ZEL_ARM_TRACE_FAIL");
   }
-
-  void TearDown() override {
+  ~ArmTrace() override {
+    saved_registrars_.swap(*Zel::ArmApplication::g_registrars);
     ::unsetenv("ZEL_ARM_TRACE_FAIL");
     Zel::ArmApplication::g_level = 0;
-    std::filesystem::remove_all(directory_);
+  }
+
+  static int register_application(Zel::arm_level_t level = 1) {
+    const Zel::ArmBuffer none(false);
+    return Zel::ArmApplication::register_application(level, Zel::UString(u"tests"), &none);
   }
 
   // Registers and starts the application with the registrars constructed so
   // far; fails the test unless ARM ends up on.
   void switch_on() {
-    Zel::ArmBuffer none(false);
-    ASSERT_GE(Zel::ArmApplication::register_application(1, Zel::UString(u"tests"), &none), 0);
+    ASSERT_GE(register_application(), 0);
     ASSERT_GE(Zel::ArmApplication::start_application(nullptr, Zel::UString(u"group"),
                                                      Zel::UString(u"instance")),
               0);
   }
 
-  std::string trace_path() const { return directory_ + "/trace.jsonl"; }
+  std::string trace_path() const { return directory_.file("trace.jsonl"); }
 
   // The trace's lines of one event, in order.
   std::vector<std::string> events(const std::string& event) const {
@@ -79,7 +71,7 @@ class ArmTrace : public testing::Test {
   }
 
  private:
-  std::string directory_;
+  ScratchDir directory_;
   std::vector<Zel::ArmApplication::OperationRegistrar*> saved_registrars_;
 };
 
