@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include "support/failure.h"
 #include "support/scratch.h"
@@ -13,6 +14,8 @@
 namespace Zel {
 namespace {
 
+using zel_test::message_of;
+
 Identity id(const char* text) { return Identity::from_str(UString(Utf8String(text))); }
 
 class CredentialsFile : public testing::Test {
@@ -20,12 +23,6 @@ class CredentialsFile : public testing::Test {
   zel_test::ScratchDir scratch_;
   const std::string path_ = scratch_.file("cred");
 };
-
-// The message of the RuntimeException that `action` throws.
-template <typename Action>
-std::string failure(Action action) {
-  return zel_test::message_of<RuntimeException>(action);
-}
 
 TEST_F(CredentialsFile, WritesTheLayoutByteForByteAndReadsItBack) {
   Credentials c;
@@ -48,10 +45,8 @@ TEST_F(CredentialsFile, WritesTheLayoutByteForByteAndReadsItBack) {
   back.read_from_file(path_, false);
   EXPECT_EQ(back.user(), c.user());
   EXPECT_EQ(back.primary_group(), c.primary_group());
-  ASSERT_EQ(back.groups().size(), 34u);
-  EXPECT_EQ(back.groups()[0], c.groups()[0]);
-  EXPECT_EQ(back.groups()[32], c.groups()[32]);
-  EXPECT_TRUE(back.groups()[33].is_nobody());
+  EXPECT_EQ(std::vector<Identity>(back.groups().begin(), back.groups().end()),
+            std::vector<Identity>(c.groups().begin(), c.groups().end()));
 }
 
 TEST_F(CredentialsFile, TextFieldsAreReadInFileOrderOnlyOnRequest) {
@@ -73,7 +68,7 @@ TEST_F(CredentialsFile, TextFieldsAreReadInFileOrderOnlyOnRequest) {
 
   // What write_to_file wrote has no text fields: reading them fails.
   c.write_to_file(path_);
-  EXPECT_EQ(failure([&] { without.read_from_file(path_, true); }),
+  EXPECT_EQ(message_of<RuntimeException>([&] { without.read_from_file(path_, true); }),
             "QZMLK0666E Unable to read file '" + path_ + "': unexpected end of file.");
 }
 
@@ -97,7 +92,8 @@ TEST_F(CredentialsFile, BytesOf0x80AndAboveReadAsNegative) {
   c.set_user(Identity(200, 1, data.c_str()));
   c.write_to_file(path_);
   Credentials back;
-  EXPECT_NE(failure([&] { back.read_from_file(path_, true); }), "no exception");
+  EXPECT_NE(message_of<RuntimeException>([&] { back.read_from_file(path_, true); }),
+            "no exception");
   EXPECT_EQ(back.user().length(), -56);
   EXPECT_EQ(back.user().type(), 0);
 
@@ -116,21 +112,23 @@ TEST_F(CredentialsFile, FailuresNameThePathAndCloseTheFile) {
     return std::distance(directory_iterator("/proc/self/fd"), directory_iterator());
   };
   Credentials c;
-  EXPECT_EQ(failure([&] { c.read_from_file(scratch_.path() + "/missing", false); }),
-            "QZMLK0665E Unable to open file '" + scratch_.path() +
-                "/missing': No such file or directory.");
-  EXPECT_EQ(failure([&] { c.write_to_file(scratch_.path() + "/no/such/dir"); }),
-            "QZMLK0665E Unable to open file '" + scratch_.path() +
-                "/no/such/dir': No such file or directory.");
+  EXPECT_EQ(
+      message_of<RuntimeException>([&] { c.read_from_file(scratch_.path() + "/missing", false); }),
+      "QZMLK0665E Unable to open file '" + scratch_.path() +
+          "/missing': No such file or directory.");
+  EXPECT_EQ(
+      message_of<RuntimeException>([&] { c.write_to_file(scratch_.path() + "/no/such/dir"); }),
+      "QZMLK0665E Unable to open file '" + scratch_.path() +
+          "/no/such/dir': No such file or directory.");
 
   zel_test::write_file(path_, std::string("\x01\x00\x02\x00\x01\x0a", 6));  // ends inside the user
   const auto before = open_files();
-  EXPECT_EQ(failure([&] { c.read_from_file(path_, false); }),
+  EXPECT_EQ(message_of<RuntimeException>([&] { c.read_from_file(path_, false); }),
             "QZMLK0666E Unable to read file '" + path_ + "': unexpected end of file.");
   EXPECT_EQ(open_files(), before);
 
   if (::access("/dev/full", W_OK) == 0) {
-    EXPECT_EQ(failure([&] { c.write_to_file("/dev/full"); }),
+    EXPECT_EQ(message_of<RuntimeException>([&] { c.write_to_file("/dev/full"); }),
               "QZMLK0668E Unable to close file '/dev/full': No space left on device.");
   }
 }

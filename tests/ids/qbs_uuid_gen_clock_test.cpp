@@ -78,7 +78,7 @@ TEST(UuidGeneratorClock, FirstCallSeedsTheCounterWithTheMicroseconds) {
   const Uuid first = Uuid::gen();
   EXPECT_EQ(counter_bits_of(first), 123456u);
   EXPECT_EQ(window_of(first),
-            window_of(zel_test::kShiftedGregorianOffset + 10 * year_us(0) + 10 * 123456));
+            (zel_test::kShiftedGregorianOffset + 10 * year_us(0) + 10 * 123456) >> 20);
   const Uuid second = Uuid::gen();
   EXPECT_EQ(counter_bits_of(second), 123457u);
 }
