@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,31 +33,11 @@ std::string utc_text(time_t t, const char* format) {
 std::string iso(time_t t) { return utc_text(t, "%Y-%m-%dT%H:%M:%SZ"); }
 std::string rfc(time_t t) { return utc_text(t, "%a, %d %b %Y %H:%M:%S GMT"); }
 
-// Sets the process's time zone for the life of the object, then restores the
-// zone the process had.
-class TimeZone {
- public:
-  explicit TimeZone(const char* zone) {
-    if (const char* old = std::getenv("TZ")) old_ = old;
-    set(zone);
-  }
-  ~TimeZone() {
-    if (old_) {
-      set(old_->c_str());
-    } else {
-      unsetenv("TZ");
-      tzset();
-    }
-  }
-
- private:
-  static void set(const char* zone) {
-    setenv("TZ", zone, 1);
-    tzset();
-  }
-
-  std::optional<std::string> old_;
-};
+// Each test sets the zones it needs; none relies on the zone the one before left.
+void use_zone(const char* zone) {
+  setenv("TZ", zone, 1);
+  tzset();
+}
 
 const char* const kZones[] = {
     "UTC",           "Asia/Kathmandu",     "Australia/Adelaide", "America/St_Johns",
@@ -73,7 +52,7 @@ const time_t kInstants[] = {0, 1, 86399, 86400, 1146711721, 951782400,
 
 TEST(DavTime, FormatsAndParsesBothFormsInEveryZone) {
   for (const char* zone : kZones) {
-    TimeZone tz(zone);
+    use_zone(zone);
     for (time_t t : kInstants) {
       const DavTime d(t);
       EXPECT_EQ(text(d.to_string(DavTime::ISO8601)), iso(t)) << zone << " " << t;
@@ -107,23 +86,23 @@ time_t oracle(const std::string& s) {
   return timegm(&fields);
 }
 
+// The written shapes themselves are read back in every zone above.
 TEST(DavTime, TextsNearTheWrittenShapesReadAsTheScanPatternsSay) {
-  for (const char* text :
-       {"2006-05-04T03:02:01Z", "2006-05-04T03:02:01Zextra", "2006-5-04T03:02:01Z",
-        "+006-05-04T03:02:01Z", " 2006-05-04T03:02:01Z", "2006-05-04T03:02:1Z",
-        "2006-05-04T03:02:01", "2006-05-04 03:02:01Z", "2006-05-04T03:02:0xZ",
-        "20060-05-04T03:02:01Z", "Thu, 04 May 2006 03:02:01 GMT", "Thu, 4 May 2006 03:02:01 GMT",
-        "Thu,  04 May 2006 03:02:01 GMT", "Thu, 04 May 2006 03:02:01", "Thu, 04 May 06 03:02:01",
-        "Thu, 04 Mayo 2006 03:02:01 GMT", "Thu, -4 May 2006 03:02:01 GMT",
-        "T\xC3\xBC, 04 May 2006 03:02:01 GMT", "Thu, 04 May 2006 03:02:01 UTC"}) {
+  const char* const near_shapes[] = {
+      // The ISO 8601 form, slightly off
+      "2006-05-04T03:02:01Zextra", "2006-5-04T03:02:01Z", "+006-05-04T03:02:01Z",
+      " 2006-05-04T03:02:01Z", "2006-05-04T03:02:1Z", "2006-05-04T03:02:01", "2006-05-04 03:02:01Z",
+      "2006-05-04T03:02:0xZ", "20060-05-04T03:02:01Z", "2006-05-04",
+      // and the RFC 1123 form
+      "Thu, 4 May 2006 03:02:01 GMT", "Thu,  04 May 2006 03:02:01 GMT", "Thu, 04 May 2006 03:02:01",
+      "Thu, 04 May 06 03:02:01", "Thu, 04 Mayo 2006 03:02:01 GMT", "Thu, -4 May 2006 03:02:01 GMT",
+      "T\xC3\xBC, 04 May 2006 03:02:01 GMT", "Thu, 04 May 2006 03:02:01 UTC",
+      "Thu, 04 may 2006 03:02:01 GMT", "Thu, 04 May 2006 03:02 GMT", "Thu,", "200"};
+  for (const char* text : near_shapes) {
     EXPECT_EQ(parsed(text), oracle(text)) << text;
   }
   EXPECT_EQ(parsed("Xyz, 04 May 2006 03:02:01 GMT"), 1146711721);  // the day's name is not checked
   EXPECT_EQ(parsed("2006-02-30T00:00:00Z"), parsed("2006-03-02T00:00:00Z"));
-  for (const char* bad : {"Thu, 04 may 2006 03:02:01 GMT", "abc", "2006-05-04", "", "200",
-                          "Thu, 04 May 2006 03:02 GMT", "Thu,"}) {
-    EXPECT_EQ(parsed(bad), 0) << bad;
-  }
 }
 
 TEST(DavTime, UnknownFormatGivesEmptyText) {
@@ -137,7 +116,6 @@ TEST(DavTime, ZoneOffsetsIncludingPartHoursAndSummerTime) {
     int offset;
   };
   const Case cases[] = {
-      {"UTC", 1146711721, 0},
       {"Asia/Kathmandu", 1146711721, 20700},      // +5:45
       {"Australia/Adelaide", 1136073600, 37800},  // +10:30 in January
       {"Australia/Adelaide", 1151712000, 34200},  // +9:30 in July
@@ -147,7 +125,7 @@ TEST(DavTime, ZoneOffsetsIncludingPartHoursAndSummerTime) {
       {"Pacific/Pago_Pago", 1136073600, -39600},  // -11
   };
   for (const Case& c : cases) {
-    TimeZone tz(c.zone);
+    use_zone(c.zone);
     EXPECT_EQ(DavTime::get_tz_offset(c.t), c.offset) << c.zone;
   }
 }

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <ctime>
 #include <set>
 #include <vector>
 
@@ -30,19 +29,19 @@ TEST_F(FilesConcurrency, ThreadsGetDistinctTemporaryObjects) {
   EXPECT_EQ(Fileutl::g_tmp_table.size(), std::size_t{kThreads * kEach / 2});
 }
 
+// Each thread reads back what it wrote: a result left in the C library's shared
+// storage by another thread shows as another date. (Formatting with the C
+// library here would race with the zone lookups the library makes.)
 TEST(DavTimeConcurrency, ThreadsFormatTheirOwnDates) {
   std::vector<int> wrong(4, 0);
   zel_test::run_together(4, [&wrong](int i) {
     for (int n = 0; n < 2000; ++n) {
       const time_t t = 1000000000 + i * 86400 * 40 + n * 3671;
-      std::tm utc;
-      gmtime_r(&t, &utc);
-      char expected[64];
-      std::strftime(expected, sizeof expected, "%a, %d %b %Y %H:%M:%S GMT", &utc);
-      if (DavTime(t).to_string(DavTime::RFC1123).utf8_str() != expected) ++wrong[i];
-      DavTime back;
-      back.parse(DavTime(t).to_string(DavTime::ISO8601));
-      if (back.get_time() != t) ++wrong[i];
+      for (const DavTime::Format form : {DavTime::RFC1123, DavTime::ISO8601}) {
+        DavTime back;
+        back.parse(DavTime(t).to_string(form));
+        if (back.get_time() != t) ++wrong[i];
+      }
       (void)DavTime::get_tz_offset(t);
     }
   });

@@ -8,14 +8,10 @@
 namespace Zel {
 namespace {
 
-struct Split {
-  const char16_t* path;
-  const char16_t* parent;
-  const char16_t* leaf;
-};
-
 TEST(Pname, SplitsAtTheLastSeparator) {
-  const Split cases[] = {
+  const struct {
+    const char16_t *path, *parent, *leaf;
+  } cases[] = {
       {u"/usr/tmp/x", u"/usr/tmp", u"x"},
       {u"x", u"", u"x"},
       {u"/x", u"", u"x"},   // the root is not reported as a parent
@@ -24,7 +20,7 @@ TEST(Pname, SplitsAtTheLastSeparator) {
       {u"a/b/", u"a/b", u""},
       {u"", u"", u""},
   };
-  for (const Split& c : cases) {
+  for (const auto& c : cases) {
     const Pname p{UString(c.path)};
     EXPECT_EQ(p.parent_dir(), UString(c.parent)) << UString(c.path).utf8_str();
     EXPECT_EQ(p.leaf(), UString(c.leaf)) << UString(c.path).utf8_str();

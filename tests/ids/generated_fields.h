@@ -20,8 +20,6 @@ constexpr std::uint64_t kShiftedGregorianOffset = 122192932294967296ULL;
 constexpr std::uint32_t kCounterMask = 0x3FFFF;
 constexpr std::uint32_t kWindowCapacity = kCounterMask + 1;
 
-inline std::uint64_t window_of(std::uint64_t timestamp) { return timestamp >> 20; }
-
 // The 40-bit window written into the time fields.
 inline std::uint64_t window_of(const Zel::Uuid& u) {
   const std::uint64_t t = static_cast<std::uint64_t>(u.time_hi_and_version & 0x0FFF) << 48 |

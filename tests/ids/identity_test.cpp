@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "support/failure.h"
 #include "support/text.h"
 #include "zel/exception.h"
 #include "zel/oid.h"
@@ -39,19 +40,15 @@ TEST(Identity, TextFormRoundTrips) {
 TEST(Identity, EachParseFailureHasItsMessage) {
   const std::pair<std::string, int> cases[] = {
       {"0100", 8},
-      {"", 8},
       {"-1:00", 9},
       {"65536:00", 9},
-      {"99999999999999999999999:00", 9},
       // The size is checked before the 16-bit limit, which is refused last.
       {"40000:00", 10},
       {"32768:" + std::string(2 * 32769, '0'), 9},
       {"3:010aff", 10},
       {"2:010aff0", 10},
-      {"0:", 10},
       {"2:010AFF", 11},  // upper case is refused
       {"2:010ag0", 11},
-      {"1:0 1f", 11},
   };
   for (const auto& [text, number] : cases) {
     SCOPED_TRACE(text.substr(0, 40));
@@ -65,13 +62,9 @@ TEST(Identity, EachParseFailureHasItsMessage) {
       EXPECT_EQ(*e.message().args()[1].value().string, text);
     }
   }
-  try {
-    Identity::from_str(ustr("2:010AFF"));
-  } catch (const IllegalArgException& e) {
-    EXPECT_EQ(e.message().message_string().utf8_str(),
-              "QZMLK0661E Invalid Identity - hex conversion error for arg: 'str' with value: "
-              "'2:010AFF'");
-  }
+  EXPECT_EQ(zel_test::message_of<IllegalArgException>([] { Identity::from_str(ustr("2:010AFF")); }),
+            "QZMLK0661E Invalid Identity - hex conversion error for arg: 'str' with value: "
+            "'2:010AFF'");
 }
 
 TEST(Identity, EqualityCopiesAndAccessors) {

@@ -68,19 +68,17 @@ void set_clock(std::int64_t us) {
   g_reads = 0;
 }
 
-// 2030-01-01 to 2033-01-01 at 00:00:00 UTC.
-constexpr std::int64_t kYear2030 = 1893456000LL * 1000000;
-constexpr std::int64_t kYear2031 = 1924992000LL * 1000000;
-constexpr std::int64_t kYear2032 = 1956528000LL * 1000000;
-constexpr std::int64_t kYear2033 = 1988150400LL * 1000000;
+// A whole second about `n` years after 2030-01-01 00:00:00 UTC: each test starts
+// its clock in a year of its own.
+constexpr std::int64_t year_us(int n) { return (1893456000LL + n * 31536000LL) * 1000000; }
 
 // Must stay the first test that generates, for the counter's first value.
 TEST(UuidGeneratorClock, FirstCallSeedsTheCounterWithTheMicroseconds) {
-  set_clock(kYear2030 + 123456);
+  set_clock(year_us(0) + 123456);
   const Uuid first = Uuid::gen();
   EXPECT_EQ(counter_bits_of(first), 123456u);
   EXPECT_EQ(window_of(first),
-            window_of(zel_test::kShiftedGregorianOffset + 10 * kYear2030 + 10 * 123456));
+            (zel_test::kShiftedGregorianOffset + 10 * year_us(0) + 10 * 123456) >> 20);
   const Uuid second = Uuid::gen();
   EXPECT_EQ(counter_bits_of(second), 123457u);
 }
@@ -95,7 +93,7 @@ TEST(UuidGeneratorClock, NodeComesFromTheHostNumberInDecimal) {
 // With the clock standing still, a window takes 2^18 values; the next call
 // waits until the clock reaches the next window.
 TEST(UuidGeneratorClock, AUsedUpWindowWaitsForTheNext) {
-  const std::int64_t start = end_of_window_us(kYear2031);
+  const std::int64_t start = end_of_window_us(year_us(1));
   set_clock(start);
   std::vector<Uuid> ids;
   ids.reserve(kWindowCapacity + 1);
@@ -118,11 +116,11 @@ TEST(UuidGeneratorClock, AUsedUpWindowWaitsForTheNext) {
 // when the window it stays in is used up, it moves on without waiting.
 TEST(UuidGeneratorClock, AClockSetBackNeverRevisitsAWindow) {
   // Not on a whole second: a counter seeded with 0 microseconds is seeded again.
-  set_clock(kYear2032 + 1);
+  set_clock(year_us(2) + 1);
   const Uuid before = Uuid::gen();
   const std::uint64_t window = window_of(before);
 
-  set_clock(kYear2032 - 10 * 1000000);  // ten seconds back
+  set_clock(year_us(2) - 10 * 1000000);  // ten seconds back
   std::vector<Uuid> ids{before};
   for (std::uint32_t i = 0; i < kWindowCapacity + 10; ++i) ids.push_back(Uuid::gen());
   EXPECT_EQ(g_reads.load(), static_cast<int>(kWindowCapacity + 10)) << "one read each: no waiting";
@@ -130,7 +128,7 @@ TEST(UuidGeneratorClock, AClockSetBackNeverRevisitsAWindow) {
   EXPECT_EQ(window_of(ids[kWindowCapacity]), window + 1);
   EXPECT_EQ(window_of(ids.back()), window + 1);
 
-  set_clock(kYear2032 + 2 * kWindowUs);  // the clock catches up
+  set_clock(year_us(2) + 2 * kWindowUs);  // the clock catches up
   ids.push_back(Uuid::gen());
   EXPECT_GT(window_of(ids.back()), window + 1);
   zel_test::expect_all_distinct(ids);
@@ -138,9 +136,9 @@ TEST(UuidGeneratorClock, AClockSetBackNeverRevisitsAWindow) {
 
 // A clock set back a little is waited for when the window is used up.
 TEST(UuidGeneratorClock, AClockSetBackALittleIsWaitedFor) {
-  set_clock(kYear2033 + 1);
+  set_clock(year_us(3) + 1);
   const std::uint64_t window = window_of(Uuid::gen());
-  set_clock(kYear2033 + 1 - 2 * kWindowUs);
+  set_clock(year_us(3) + 1 - 2 * kWindowUs);
   for (std::uint32_t i = 1; i < kWindowCapacity; ++i) ASSERT_EQ(window_of(Uuid::gen()), window);
 
   g_reads = 0;
@@ -153,8 +151,7 @@ TEST(UuidGeneratorClock, AClockSetBackALittleIsWaitedFor) {
 // Threads that use up a window together: whichever waits for the next one
 // takes the generator's lock again before it goes on.
 TEST(UuidGeneratorClock, ThreadsSharingAUsedUpWindowNeverRepeat) {
-  constexpr std::int64_t kYear2034 = 2019686400LL * 1000000;
-  set_clock(end_of_window_us(kYear2034));
+  set_clock(end_of_window_us(year_us(4)));
   g_jump_us = kWindowUs;
   g_reads_before_jump = static_cast<int>(kWindowCapacity) + 100;
   constexpr int kThreads = 2;

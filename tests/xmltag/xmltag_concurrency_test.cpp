@@ -18,6 +18,8 @@
 namespace Zel {
 namespace {
 
+using zel_test::failure_of;
+
 constexpr int kThreads = 4;
 constexpr int kNames = 128;  // a power of two: any odd stride visits every name
 constexpr int kUris = 3;

@@ -10,6 +10,8 @@
 namespace Zel {
 namespace {
 
+using zel_test::failure_of;
+
 TEST(XmlTagStartUp, RunTimeIdsFollowTheCatalogueOneByOne) {
   const std::string illegal_id =
       "IllegalArgException: QZMLK0655E XmlTag::lookup(): called with illegal id value.";

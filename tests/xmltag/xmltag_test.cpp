@@ -14,6 +14,8 @@
 namespace Zel {
 namespace {
 
+using zel_test::failure_of;
+
 using zel_test::text;
 using zel_test::ustr;
 
