@@ -33,7 +33,6 @@ trace=$PWD/build/debug/tools/arm4-trace
 declare -A library_path=(
   [arm_runtime_test]="$trace"
   [arm_concurrency_test]="$trace"
-  [arm_trace_file_test]="$trace"
   [arm_incomplete_test]="$trace/incomplete"
 )
 
