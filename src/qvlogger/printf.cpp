@@ -87,11 +87,6 @@ struct Directive {
   char conversion = 0;
   const char* begin = nullptr;  // the '%'
   const char* end = nullptr;    // just past the directive
-
-  bool plain() const {
-    return !left && !plus && !space && !alternate && !zero && width < 0 && precision < 0 &&
-           length[0] == '\0';
-  }
 };
 
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
@@ -341,11 +336,6 @@ class Formatter {
                 : c == 'o' && d.alternate ? "0"
                                           : "",
                 d, false);
-            return true;
-          }
-          if ((c == 'd' || c == 'i') && d.plain()) {
-            const fmt::format_int digits(value.integer);
-            out_.append(digits.data(), digits.size());
             return true;
           }
           if (c == 'd' || c == 'i') return print(FmtDirective(d, kAll, c), value.integer);
