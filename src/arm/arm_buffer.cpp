@@ -128,8 +128,7 @@ const char* ArmBuffer::pool_string(const UString& s, string_pool_t& pool) {
 void ArmBuffer::add_buffer() {
   auto* sub = static_cast<arm_subbuffer_charset_t*>(append_subbuffer(
       "add_charset_buffer", sizeof(arm_subbuffer_charset_t), ARM_SUBBUFFER_CHARSET));
-  sub->charset = ARM_CHARSET_UTF8;
-  sub->flags = 0;
+  sub->charset = ARM_CHARSET_UTF8;  // no flags: the block comes zeroed
 }
 
 void ArmBuffer::add_buffer(const long long& arrival) {

@@ -95,15 +95,6 @@ constexpr bool well_formed(const Word (&words)[N]) {
 static_assert(std::size(kDomainWords) == 4 && well_formed(kDomainWords));
 static_assert(std::size(kNamespaceWords) == 52 && well_formed(kNamespaceWords));
 
-// UString's own order, by code units, open to views so that the parser looks a
-// word up without copying it.
-struct CodeUnitOrder {
-  using is_transparent = void;
-  bool operator()(const UString& a, const UString& b) const { return a < b; }
-  bool operator()(const UString& a, Units b) const { return a.view() < b; }
-  bool operator()(Units a, const UString& b) const { return a < b.view(); }
-};
-
 constexpr std::size_t power_of_two_at_least(std::size_t n) {
   std::size_t p = 1;
   while (p < n) p *= 2;
@@ -178,7 +169,7 @@ class NameIdMap {
   }
 
  private:
-  std::map<UString, T, CodeUnitOrder> ids_;
+  std::map<UString, T> ids_;
   std::array<UString, N> strings_;
   WordIndex<T, N> index_;
 };
