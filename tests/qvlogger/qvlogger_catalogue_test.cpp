@@ -6,13 +6,13 @@
 #include <vector>
 
 #include "qvlogger/qvlogger.h"
-#include "scratch.h"
+#include "support/scratch.h"
 
 namespace {
 
 using Log::QvMsg;
-using qvlogger_test::ScratchDir;
-using qvlogger_test::write_file;
+using zel_test::ScratchDir;
+using zel_test::write_file;
 
 std::string text(const char* found) { return found != nullptr ? found : "(null)"; }
 

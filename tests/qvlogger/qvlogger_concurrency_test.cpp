@@ -7,21 +7,19 @@
 #include <vector>
 
 #include "qvlogger/qvlogger.h"
-#include "scratch.h"
+#include "support/scratch.h"
 #include "support/threads.h"
+#include "values.h"
 #include "zel/logadaptor.h"
 
+namespace qvlogger_test {
 namespace {
 
 using Log::LogManager;
 using Log::QvLogManager;
 using Log::QvMsg;
-using qvlogger_test::format;
-using qvlogger_test::Int;
-using qvlogger_test::read_file;
-using qvlogger_test::ScratchDir;
-using qvlogger_test::Text;
-using qvlogger_test::write_file;
+using zel_test::read_file;
+using zel_test::ScratchDir;
 
 // Writers on a shared and on their own loggers while another thread switches
 // between two files: no line is lost or torn, whichever file it lands in.
@@ -75,7 +73,7 @@ TEST(QvLoggerConcurrency, LoggingWhileRestarting) {
 // directory changes.
 TEST(QvLoggerConcurrency, FormattingAndLookupsOnManyThreads) {
   ScratchDir dir;
-  write_file(dir.file("de/zel.msg"), "zel 2\nEins %s\nZwei %d\n");
+  zel_test::write_file(dir.file("de/zel.msg"), "zel 2\nEins %s\nZwei %d\n");
   const char* catalogue[] = {"zel 2", "one %s", "two %d"};
   std::atomic<int> working{4};
   std::vector<int> failures(4, 0);
@@ -117,3 +115,4 @@ TEST(LogAdaptorConcurrency, InitialiseFromManyThreads) {
 }
 
 }  // namespace
+}  // namespace qvlogger_test

@@ -7,16 +7,16 @@
 #include <vector>
 
 #include "qvlogger/qvlogger.h"
-#include "scratch.h"
+#include "support/scratch.h"
 
 namespace {
 
 using Log::Logger;
 using Log::LogManager;
 using Log::QvLogManager;
-using qvlogger_test::read_file;
-using qvlogger_test::ScratchDir;
-using qvlogger_test::write_file;
+using zel_test::read_file;
+using zel_test::ScratchDir;
+using zel_test::write_file;
 
 // Error lines are flushed at once, and with them every line before: each test
 // ends its writes with an error to see them all in the file.
@@ -82,16 +82,14 @@ TEST(QvLogManager, FailureKeepsTheSettingsInForce) {
   ScratchDir dir;
   Logger* logger = QvLogManager::initialize("kept", dir.path(), "warning", 0, "")->get_logger("K");
   write_file(dir.file("plain-file"), "not a directory");
-  std::filesystem::create_directory(dir.file("busy.log"));  // the log file's name is taken
   const std::vector<std::vector<std::string>> failures = {
-      {"x", dir.file("missing"), "info"},  // not created on the way
-      {"x", dir.file("plain-file"), "info"},
-      {"busy", dir.path(), "info"},
-      {"x", dir.path(), "debug"},
-      {"x", dir.path(), "INFO"},
+      {dir.file("missing"), "info"},  // not created on the way
+      {dir.file("plain-file"), "info"},
+      {dir.path(), "debug"},
+      {dir.path(), "INFO"},
   };
   for (const auto& f : failures) {
-    EXPECT_EQ(QvLogManager::initialize(f[0], f[1], f[2], 0, ""), nullptr) << f[1] << " " << f[2];
+    EXPECT_EQ(QvLogManager::initialize("x", f[0], f[1], 0, ""), nullptr) << f[0] << " " << f[1];
   }
   EXPECT_FALSE(std::filesystem::exists(dir.file("missing")));
   logger->info("below the kept severity", 0);
@@ -99,14 +97,6 @@ TEST(QvLogManager, FailureKeepsTheSettingsInForce) {
   const std::string contents = read_file(dir.file("kept.log"));
   EXPECT_EQ(contents.find("below"), std::string::npos) << contents;
   EXPECT_NE(contents.find("[K] [error] still here"), std::string::npos) << contents;
-}
-
-TEST(QvLogManager, RotatesAtTheGivenSize) {
-  ScratchDir dir;
-  Logger* logger = QvLogManager::initialize("big", dir.path(), "info", 1, "")->get_logger("Big");
-  for (int i = 0; i < 30; ++i) logger->error(std::string(100, 'x').c_str(), 0);
-  EXPECT_LE(std::filesystem::file_size(dir.file("big.log")), 1024u);
-  EXPECT_LE(std::filesystem::file_size(dir.file("big.1.log")), 1024u);
 }
 
 }  // namespace

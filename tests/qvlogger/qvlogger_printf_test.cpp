@@ -6,16 +6,10 @@
 #include <vector>
 
 #include "qvlogger/qvlogger.h"
-#include "scratch.h"
+#include "values.h"
 
+namespace qvlogger_test {
 namespace {
-
-using qvlogger_test::End;
-using qvlogger_test::Float;
-using qvlogger_test::format;
-using qvlogger_test::Int;
-using qvlogger_test::Text;
-using qvlogger_test::Value;
 
 template <typename T>
 std::string c_printf(const std::string& directive, T value) {
@@ -117,3 +111,4 @@ TEST(QvMsgPrintf, StopsAtTheEndRecord) {
 }
 
 }  // namespace
+}  // namespace qvlogger_test
