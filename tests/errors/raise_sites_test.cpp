@@ -6,13 +6,12 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <string>
 #include <typeinfo>
 #include <vector>
 
+#include "support/scratch.h"
 #include "support/text.h"
 #include "zel/arm.h"
 #include "zel/credentials.h"
@@ -44,14 +43,11 @@ std::string signature(const QRPException& e) {
   return s;
 }
 
-std::string scratch_file(const char* leaf) {
-  return (std::filesystem::temp_directory_path() / (std::to_string(::getpid()) + leaf)).string();
-}
-
 TEST(RaiseSites, ThrowTheCataloguedMessageWithArgumentsOfTheRightKinds) {
-  const std::string missing = scratch_file("-zel-no-such-dir/cred");
-  const std::string truncated = scratch_file("-zel-truncated-cred");
-  std::ofstream(truncated, std::ios::binary) << std::string("\x01", 1);
+  const zel_test::ScratchDir dir;
+  const std::string missing = dir.file("no-such-dir/cred");
+  const std::string truncated = dir.file("truncated-cred");
+  zel_test::write_file(truncated, "\x01");
   Credentials many_groups;  // more than stdio buffers, so a write itself fails
   for (int i = 0; i < 2000; ++i) many_groups.groups().push_back(Identity::from_str(ustr("1:0201")));
   // Identities from 32,768 to 65,535 bytes fit the text form but not the length.
@@ -100,7 +96,6 @@ TEST(RaiseSites, ThrowTheCataloguedMessageWithArgumentsOfTheRightKinds) {
       EXPECT_EQ(signature(e), sites[row].second);
     }
   }
-  std::filesystem::remove(truncated);
 }
 
 }  // namespace
