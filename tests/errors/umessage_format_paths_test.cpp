@@ -5,39 +5,29 @@
 #include <gtest/gtest.h>
 
 #include <climits>
-#include <cstring>
 #include <string>
 #include <vector>
 
-#include "qvlogger/qvlogger.h"
+#include "qvlogger/values.h"
 #include "zel/umessage.h"
 
 namespace Zel {
 namespace {
 
 using Arg = UMessage::Arg;
-using Log::qvPrintfArgVal;
 
 // What the formatter writes for `args`, decoded as UMessage decodes it.
 std::string formatter_text(const char* format, const std::vector<Arg>& args) {
-  std::vector<qvPrintfArgVal> values(args.size() + 1);  // value-initialised: the last is END
-  for (std::size_t i = 0; i < args.size(); ++i) {
-    const Arg::arg_union_t& v = args[i].value();
-    switch (args[i].tag()) {
-      case Arg::INT64:
-        values[i] = {qvPrintfArgVal::INTEGER, {v.ll}};
-        break;
-      case Arg::DOUBLE:
-        values[i].kind = qvPrintfArgVal::FLOATING;
-        values[i].floating = v.d;
-        break;
-      default:  // the texts of these rows
-        values[i].kind = qvPrintfArgVal::TEXT;
-        values[i].text = args[i].tag() == Arg::BYTES ? v.bytes : v.string->c_str();
-    }
+  std::vector<qvlogger_test::Value> values;
+  for (const Arg& a : args) {
+    const Arg::arg_union_t& v = a.value();
+    values.push_back(a.tag() == Arg::INT64    ? qvlogger_test::Int(v.ll)
+                     : a.tag() == Arg::DOUBLE ? qvlogger_test::Float(v.d)
+                     : a.tag() == Arg::BYTES  ? qvlogger_test::Text(v.bytes)
+                                              : qvlogger_test::Text(v.string->c_str()));
   }
-  const char* text = Log::QvMsg::format(format, values.data());
-  if (std::strcmp(text, Log::QvMsg::NOT_FOUND) == 0) return UMessage::CATALOGUE_NOT_FOUND;
+  const std::string text = qvlogger_test::format(format, values);
+  if (text == Log::QvMsg::NOT_FOUND) return UMessage::CATALOGUE_NOT_FOUND;
   return UString(Utf8String(text)).utf8_str();
 }
 

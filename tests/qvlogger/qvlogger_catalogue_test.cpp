@@ -6,13 +6,13 @@
 #include <vector>
 
 #include "qvlogger/qvlogger.h"
-#include "scratch.h"
+#include "support/scratch.h"
 
 namespace {
 
 using Log::QvMsg;
-using qvlogger_test::ScratchDir;
-using qvlogger_test::write_file;
+using zel_test::ScratchDir;
+using zel_test::write_file;
 
 std::string text(const char* found) { return found != nullptr ? found : "(null)"; }
 
@@ -90,21 +90,18 @@ TEST_F(QvMsgTranslation, LocaleNamesFromMostToLeastSpecific) {
   }
 }
 
+// LC_ALL, else LC_MESSAGES, else LANG; `extra` goes before all three.
 TEST_F(QvMsgTranslation, CurrentLocaleFromTheEnvironment) {
   const char* names[] = {"LC_ALL", "LC_MESSAGES", "LANG"};
-  std::vector<std::string> saved;
-  for (const char* name : names) saved.push_back(std::getenv(name) ? std::getenv(name) : "");
-  const auto with = [&](const char* all, const char* messages, const char* lang) {
-    ::setenv("LC_ALL", all, 1);
-    ::setenv("LC_MESSAGES", messages, 1);
-    ::setenv("LANG", lang, 1);
-    return std::string(QvMsg::format(kCatalogue, 1, nullptr));
-  };
-  EXPECT_EQ(with("", "", "de_DE.UTF-8"), "Eins (DE)");
-  EXPECT_EQ(with("", "de", "de_DE"), "Eins");
-  EXPECT_EQ(with("C", "de", "de_DE"), "one");
-  EXPECT_EQ(QvMsg::format(kCatalogue, 1, "de"), std::string("Eins"));  // `extra` goes first
-  for (int i = 0; i < 3; ++i) ::setenv(names[i], saved[i].c_str(), 1);
+  const std::vector<std::vector<const char*>> cases = {{"", "", "de_DE.UTF-8", "Eins (DE)"},
+                                                       {"", "de", "de_DE", "Eins"},
+                                                       {"C", "de", "de_DE", "one"}};
+  for (const auto& c : cases) {
+    for (int i = 0; i < 3; ++i) ::setenv(names[i], c[i], 1);
+    EXPECT_STREQ(QvMsg::format(kCatalogue, 1, nullptr), c[3]) << c[0] << "|" << c[1] << "|" << c[2];
+  }
+  EXPECT_STREQ(QvMsg::format(kCatalogue, 1, "de"), "Eins");
+  for (const char* name : names) ::unsetenv(name);
 }
 
 // Callers keep the texts they get: the texts outlive the files and the

@@ -7,21 +7,19 @@
 #include <vector>
 
 #include "qvlogger/qvlogger.h"
-#include "scratch.h"
+#include "support/scratch.h"
 #include "support/threads.h"
+#include "values.h"
 #include "zel/logadaptor.h"
 
+namespace qvlogger_test {
 namespace {
 
 using Log::LogManager;
 using Log::QvLogManager;
 using Log::QvMsg;
-using qvlogger_test::format;
-using qvlogger_test::Int;
-using qvlogger_test::read_file;
-using qvlogger_test::ScratchDir;
-using qvlogger_test::Text;
-using qvlogger_test::write_file;
+using zel_test::read_file;
+using zel_test::ScratchDir;
 
 // Writers on a shared and on their own loggers while another thread switches
 // between two files: no line is lost or torn, whichever file it lands in.
@@ -33,13 +31,12 @@ TEST(QvLoggerConcurrency, LoggingWhileRestarting) {
   constexpr int kMessages = 300;
   std::atomic<int> writing{kWriters};
   std::atomic<int> restarts{0};
-  std::atomic<bool> failed{false};
   zel_test::run_together(kWriters + 1, [&](int t) {
     if (t == kWriters) {
       do {
-        if (!QvLogManager::initialize(restarts % 2 == 0 ? "b" : "a", dir.path(), "info", 0, "")) {
-          failed = true;
-        }
+        EXPECT_NE(
+            QvLogManager::initialize(restarts % 2 == 0 ? "b" : "a", dir.path(), "info", 0, ""),
+            nullptr);
         ++restarts;
       } while (writing > 0);
       return;
@@ -52,7 +49,6 @@ TEST(QvLoggerConcurrency, LoggingWhileRestarting) {
     }
     --writing;
   });
-  ASSERT_FALSE(failed);
 
   // Moving on closes both files, which writes out what they still buffer.
   ScratchDir elsewhere;
@@ -75,7 +71,7 @@ TEST(QvLoggerConcurrency, LoggingWhileRestarting) {
 // directory changes.
 TEST(QvLoggerConcurrency, FormattingAndLookupsOnManyThreads) {
   ScratchDir dir;
-  write_file(dir.file("de/zel.msg"), "zel 2\nEins %s\nZwei %d\n");
+  zel_test::write_file(dir.file("de/zel.msg"), "zel 2\nEins %s\nZwei %d\n");
   const char* catalogue[] = {"zel 2", "one %s", "two %d"};
   std::atomic<int> working{4};
   std::vector<int> failures(4, 0);
@@ -88,13 +84,12 @@ TEST(QvLoggerConcurrency, FormattingAndLookupsOnManyThreads) {
     }
     const std::string word = "t" + std::to_string(t);
     for (int i = 0; i < 2000; ++i) {
-      const char* text = QvMsg::format(catalogue, 1 + i % 2, "de_DE");
-      const std::string value = i % 2 == 0 ? word : std::to_string(i);
-      const std::string out = format(text, {i % 2 == 0 ? Text(word.c_str()) : Int(i)});
-      if (out != (i % 2 == 0 ? "one " : "two ") + value &&
-          out != (i % 2 == 0 ? "Eins " : "Zwei ") + value) {
-        ++failures[t];
-      }
+      const bool first = i % 2 == 0;
+      const std::string value = first ? word : std::to_string(i);
+      const std::string out = format(QvMsg::format(catalogue, 1 + i % 2, "de_DE"),
+                                     {first ? Text(word.c_str()) : Int(i)});
+      failures[t] +=
+          out != (first ? "one " : "two ") + value && out != (first ? "Eins " : "Zwei ") + value;
     }
     --working;
   });
@@ -117,3 +112,4 @@ TEST(LogAdaptorConcurrency, InitialiseFromManyThreads) {
 }
 
 }  // namespace
+}  // namespace qvlogger_test

@@ -1,20 +1,14 @@
-// Shared by the logging layer's tests: value records for QvMsg::format, and
-// the scratch files of support/scratch.h under this namespace.
-#ifndef TESTS_QVLOGGER_SCRATCH_H_
-#define TESTS_QVLOGGER_SCRATCH_H_
+// Value records for QvMsg::format, shared by the logging layer's tests.
+#ifndef TESTS_QVLOGGER_VALUES_H_
+#define TESTS_QVLOGGER_VALUES_H_
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
 #include "qvlogger/qvlogger.h"
-#include "support/scratch.h"
 
 namespace qvlogger_test {
-
-using zel_test::read_file;
-using zel_test::ScratchDir;
-using zel_test::write_file;
 
 using Value = Log::qvPrintfArgVal;
 
@@ -37,4 +31,4 @@ inline std::string format(const char* format, std::vector<Value> values) {
 
 }  // namespace qvlogger_test
 
-#endif  // TESTS_QVLOGGER_SCRATCH_H_
+#endif  // TESTS_QVLOGGER_VALUES_H_
