@@ -87,10 +87,8 @@ TEST(Identity, EqualityCopiesAndAccessors) {
 TEST(Identity, AssignmentKeepsALargerBufferAndItsTypeByte) {
   Identity id(4, 1, "abcd");
   id = Identity();  // deliberately keeps the type byte
-  EXPECT_EQ(id.type(), 1);
-  EXPECT_EQ(id.length(), 0);
-  EXPECT_FALSE(id.is_nobody());
   EXPECT_EQ(text_of(id), "0:01");
+  EXPECT_FALSE(id.is_nobody());
 
   Identity target(4, 1, "abcd");
   target = Identity(2, 2, "xy");  // into the old buffer
@@ -106,7 +104,6 @@ TEST(Identity, AssignmentKeepsALargerBufferAndItsTypeByte) {
 // write outside a buffer here (AddressSanitizer watches).
 TEST(Identity, NegativeLengthsHoldNoData) {
   const Identity negative_typed(-5, 3, "abcdef");
-  EXPECT_EQ(negative_typed.length(), -5);
   EXPECT_EQ(text_of(negative_typed), "-5:03");
   EXPECT_FALSE(negative_typed.is_nobody());
   EXPECT_EQ(negative_typed, Identity(-5, 3, nullptr));

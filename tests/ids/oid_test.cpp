@@ -90,7 +90,6 @@ TEST(Uuid, EqualityLooksAtEveryByte) {
     qbs_uuid_s changed = raw;
     reinterpret_cast<unsigned char*>(&changed)[b] ^= 0x80;
     EXPECT_FALSE(Uuid(changed) == kCounting) << "byte " << b;
-    EXPECT_TRUE(Uuid(changed) != kCounting) << "byte " << b;
   }
 }
 
