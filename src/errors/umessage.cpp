@@ -243,6 +243,7 @@ UMessage::Arg::~Arg() {
   if (tag_ >= BYTES) release();
 }
 
+// Frees what the argument owns; its callers then destroy or overwrite it.
 void UMessage::Arg::release() {
   switch (tag_) {
     case BYTES:
@@ -258,8 +259,6 @@ void UMessage::Arg::release() {
     default:
       break;
   }
-  tag_ = NIL;
-  value_ = {};
 }
 
 void UMessage::Arg::copy_from(const Arg& other) {

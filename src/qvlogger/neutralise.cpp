@@ -143,7 +143,6 @@ std::string_view neutralise(std::string_view text, std::string& scratch) {
   std::size_t at = first_unsafe(p, size);
   if (at == size) return text;
 
-  scratch.clear();
   scratch.reserve(size + size / 8 + 8);
   std::size_t clean_from = 0;
   while (at < size) {

@@ -29,6 +29,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <nlohmann/json.hpp>
+#include <sstream>
 #include <string>
 
 #include "arm4_bookkeeping.h"
@@ -68,15 +69,10 @@ std::int64_t clock_ns(clockid_t clock) {
 bool requested_failure(const char* function, const std::string& subject) {
   const char* list = std::getenv("ZEL_ARM_TRACE_FAIL");
   if (list == nullptr) return false;
-  const std::string all = list;
   const std::string named = std::string(function) + "=" + subject;
-  std::size_t start = 0;
-  while (start <= all.size()) {
-    std::size_t end = all.find(',', start);
-    if (end == std::string::npos) end = all.size();
-    const std::string item = all.substr(start, end - start);
+  std::istringstream items(list);
+  for (std::string item; std::getline(items, item, ',');) {
     if (item == function || item == named) return true;
-    start = end + 1;
   }
   return false;
 }

@@ -13,7 +13,8 @@ namespace detail {
 // `text` with everything that could end a line, move the cursor or drive a
 // terminal escaped, as the rule in qvlogger/qvlogger.h states. Returns `text`
 // itself, not a copy, when nothing needs escaping; otherwise the escaped text,
-// built in `scratch`. The result is valid UTF-8 either way.
+// built in `scratch`, which must be empty. The result is valid UTF-8 either
+// way.
 std::string_view neutralise(std::string_view text, std::string& scratch);
 
 }  // namespace detail
