@@ -43,7 +43,7 @@ bool is_zero(const arm_id_t& id) { return id.id_u.uint64[0] == 0 && id.id_u.uint
 
 class ArmApplicationTest : public zel_test::ArmTrace {};
 
-TEST_F(ArmApplicationTest, RegistersTheApplicationThenEachRegistrarInOrder) {
+TEST_F(ArmApplicationTest, RegistersTheApplicationAndEachRegistrarInOrderThenStarts) {
   Registrar read(UString(u"Read"));
   DescribedRegistrar write(UString(u"Write"));
   Registrar list(UString(u"List"));
@@ -71,6 +71,29 @@ TEST_F(ArmApplicationTest, RegistersTheApplicationThenEachRegistrarInOrder) {
     EXPECT_EQ(field(trans[i], "tran_id"), hex(in_order[i]->tran_id));
     EXPECT_EQ(field(trans[i], "buffers"), buffers[i]);
   }
+
+  // Empty texts go to the runtime as null; then calls are forwarded.
+  ArmBuffer start(false);
+  start.add_buffer(UString(u"starting up"));
+  EXPECT_EQ(ArmApplication::start_application(&start, UString(), UString()), 0);
+  EXPECT_EQ(start.count(), 0);  // consumed
+  const auto starts = events("start_application");
+  ASSERT_EQ(starts.size(), 1u);
+  EXPECT_EQ(field(starts[0], "group"), "null");
+  EXPECT_EQ(field(starts[0], "instance"), "null");
+  EXPECT_EQ(field(starts[0], "buffers"), "[7]");
+  EXPECT_EQ(std::stoll(field(starts[0], "app_handle")), ArmApplication::g_app_handle);
+
+  long long arrival = 0;
+  EXPECT_EQ(ArmApplication::get_arrival_time(&arrival), 0);
+  EXPECT_GT(arrival, 0);
+  arm_message_buffer_t message;
+  EXPECT_EQ(
+      ArmApplication::get_error_message(ARM_CHARSET_UTF8, arm4_trace::ERROR_REQUESTED, message), 0);
+  EXPECT_THAT(message, testing::HasSubstr("ZEL_ARM_TRACE_FAIL"));
+  arm_id_t id{};
+  EXPECT_EQ(ArmApplication::register_transaction("Direct", 0, nullptr, &id), 0);
+  EXPECT_FALSE(is_zero(id));
 }
 
 // Whichever call fails, ARM is left off; a failing registrar stops the rest.
@@ -104,31 +127,6 @@ TEST_F(ArmApplicationTest, FailuresLeaveArmOff) {
   EXPECT_EQ(register_application(0), 0);
   long long arrival = 0;
   EXPECT_EQ(ArmApplication::get_arrival_time(&arrival), ARM_OFF);
-}
-
-TEST_F(ArmApplicationTest, StartsWithEmptyTextsAsNullThenForwardsCalls) {
-  ASSERT_GE(register_application(), 0);
-  ArmBuffer start(false);
-  start.add_buffer(UString(u"starting up"));
-  EXPECT_EQ(ArmApplication::start_application(&start, UString(), UString()), 0);
-  EXPECT_EQ(start.count(), 0);  // consumed
-  const auto starts = events("start_application");
-  ASSERT_EQ(starts.size(), 1u);
-  EXPECT_EQ(field(starts[0], "group"), "null");
-  EXPECT_EQ(field(starts[0], "instance"), "null");
-  EXPECT_EQ(field(starts[0], "buffers"), "[7]");
-  EXPECT_EQ(std::stoll(field(starts[0], "app_handle")), ArmApplication::g_app_handle);
-
-  long long arrival = 0;
-  EXPECT_EQ(ArmApplication::get_arrival_time(&arrival), 0);
-  EXPECT_GT(arrival, 0);
-  arm_message_buffer_t message;
-  EXPECT_EQ(
-      ArmApplication::get_error_message(ARM_CHARSET_UTF8, arm4_trace::ERROR_REQUESTED, message), 0);
-  EXPECT_THAT(message, testing::HasSubstr("ZEL_ARM_TRACE_FAIL"));
-  arm_id_t id{};
-  EXPECT_EQ(ArmApplication::register_transaction("Direct", 0, nullptr, &id), 0);
-  EXPECT_FALSE(is_zero(id));
 }
 
 // The runtime's trace file is created private, and never a symlink, FIFO or

@@ -6,7 +6,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <thread>
 #include <vector>
 
 #include "generated_fields.h"
@@ -26,6 +25,7 @@ void expect_clean_exit(pid_t child) {
   EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "child " << child;
 }
 
+// Without forks, so that ThreadSanitizer reports an unguarded access cleanly.
 TEST(UuidGeneratorConcurrency, ThreadsNeverRepeat) {
   constexpr int kThreads = 4;
   constexpr int kPerThread = 50000;
@@ -38,54 +38,47 @@ TEST(UuidGeneratorConcurrency, ThreadsNeverRepeat) {
   zel_test::expect_all_distinct(all);
 }
 
-// Children forked from one parent inherit its generator state; each must still
-// produce values of its own, and the parent goes on generating meanwhile.
-TEST(UuidGeneratorConcurrency, ForkedChildrenNeverRepeat) {
-  constexpr std::size_t kProcesses = 5;  // the parent first, then its children
-  constexpr std::size_t kEach = 100000;
-  // Shared with the children, which write their ids straight into their part.
-  const std::size_t size = kProcesses * kEach * sizeof(qbs_uuid_s);
-  void* shared = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+// Two threads of the parent generate together while one of them forks
+// children, which inherit the generator's state and may be forked while the
+// other thread holds its lock: each child must still generate values of its own.
+TEST(UuidGeneratorConcurrency, ThreadsAndForkedChildrenNeverRepeat) {
+  constexpr std::size_t kChildren = 8;
+  constexpr std::size_t kEach = 25000;
+  // Shared with the children, which write their ids straight into their part;
+  // the parent's threads have the first two parts.
+  const std::size_t count = (kChildren + 2) * kEach;
+  void* shared = mmap(nullptr, count * sizeof(qbs_uuid_s), PROT_READ | PROT_WRITE,
+                      MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   ASSERT_NE(shared, MAP_FAILED);
   auto* ids = static_cast<qbs_uuid_s*>(shared);
-  for (std::size_t i = 0; i < 1000; ++i) ids[i] = Uuid::gen();
-
+  std::atomic<bool> forked{false};
   std::vector<pid_t> children;
-  for (std::size_t p = 1; p < kProcesses; ++p) {
-    const pid_t pid = fork();
-    ASSERT_GE(pid, 0);
-    if (pid == 0) {
-      for (std::size_t i = p * kEach; i < (p + 1) * kEach; ++i) {
-        if (kzserver_qbs_uuid_gen(&ids[i]) != 0 || !has_own_pid_bits(ids[i])) _exit(1);
+  zel_test::run_together(2, [&](int t) {
+    if (t == 1) {  // until every child exists, keeping the last ids made
+      for (std::size_t i = 0; i < kEach || !forked.load(); ++i) {
+        ASSERT_EQ(kzserver_qbs_uuid_gen(&ids[kEach + i % kEach]), 0);
       }
-      _exit(0);
+      return;
     }
-    children.push_back(pid);
-  }
-  for (std::size_t i = 1000; i < kEach; ++i) ASSERT_EQ(kzserver_qbs_uuid_gen(&ids[i]), 0);
-  for (const pid_t child : children) expect_clean_exit(child);
-  zel_test::expect_all_distinct(std::vector<qbs_uuid_s>(ids, ids + kProcesses * kEach));
-  munmap(shared, size);
-}
-
-// A child forked while another thread holds the generator's lock must not
-// inherit it locked: every child generates once and exits.
-TEST(UuidGeneratorConcurrency, ForkWhileAnotherThreadGenerates) {
-  std::atomic<bool> stop{false};
-  std::thread busy([&stop] {
-    while (!stop.load()) (void)Uuid::gen();
+    for (std::size_t part = 2; part < kChildren + 2; ++part) {
+      const pid_t pid = fork();  // a failure shows as a child that did not exit cleanly
+      if (pid == 0) {
+        for (std::size_t i = part * kEach; i < (part + 1) * kEach; ++i) {
+          if (kzserver_qbs_uuid_gen(&ids[i]) != 0 || !has_own_pid_bits(ids[i])) _exit(1);
+        }
+        _exit(0);
+      }
+      children.push_back(pid);
+      for (std::size_t i = (part - 2) * kEach / kChildren; i < (part - 1) * kEach / kChildren;
+           ++i) {
+        EXPECT_EQ(kzserver_qbs_uuid_gen(&ids[i]), 0);  // not ASSERT: the other thread waits
+      }
+    }
+    forked = true;
   });
-  for (int c = 0; c < 20; ++c) {
-    const pid_t pid = fork();
-    ASSERT_GE(pid, 0);
-    if (pid == 0) {
-      qbs_uuid_s u;
-      _exit(kzserver_qbs_uuid_gen(&u) == 0 && has_own_pid_bits(u) ? 0 : 1);
-    }
-    expect_clean_exit(pid);
-  }
-  stop = true;
-  busy.join();
+  for (const pid_t child : children) expect_clean_exit(child);
+  zel_test::expect_all_distinct(std::vector<qbs_uuid_s>(ids, ids + count));
+  munmap(shared, count * sizeof(qbs_uuid_s));
 }
 
 }  // namespace
