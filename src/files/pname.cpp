@@ -1,5 +1,6 @@
 #include "zel/pname.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace Zel {
@@ -42,18 +43,18 @@ void Pname::split_leaf() const {
   if (path_.empty()) return;
   leaf_.clear();
   parent_.clear();
-  // The largest last position of any separator wins.
-  UString::size_type last = UString::npos;
+  // Just past the last separator of any kind; 0: none. A separator that is
+  // not found gives npos, and npos + 1 wraps to 0, which changes nothing.
+  UString::size_type end = 0;
   for (const UChar* separator = kSplitSeparators; *separator != 0; ++separator) {
-    const UString::size_type at = path_.find_last(*separator, 0);
-    if (at != UString::npos && (last == UString::npos || at > last)) last = at;
+    end = std::max(end, path_.find_last(*separator, 0) + 1);
   }
-  if (last == UString::npos) {
+  if (end == 0) {
     leaf_ = path_;
     return;
   }
-  parent_ = path_.substr(0, last);
-  leaf_ = path_.substr(last + 1);
+  parent_ = path_.substr(0, end - 1);
+  leaf_ = path_.substr(end);
   if (parent_.length() == 1 && is_one_of(parent_[0], kSplitSeparators)) parent_.clear();
 }
 
