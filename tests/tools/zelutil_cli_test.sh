@@ -116,6 +116,9 @@ check identity-make-empty 0 "$(hex '0:00
 ')" - '' -- identity make 0 ''
 check identity-make-odd   1 ""             "even number of hex digits" '' -- identity make 1 abc
 check identity-make-type  2 ""             "not in range" '' -- identity make 256 00
+# The longest data an identity's signed 16-bit length can give, and one byte more.
+check identity-make-longest 0 -            -                     '' -- identity make 1 "$(head -c 65534 /dev/zero | tr '\0' a)"
+check identity-make-long  1 ""             "longer than 32767 bytes" '' -- identity make 1 "$(head -c 65536 /dev/zero | tr '\0' a)"
 check identity-alone      2 ""             "subcommand is required" '' -- identity
 
 # arm report: a trace written by hand, with the figures worked out beforehand.
