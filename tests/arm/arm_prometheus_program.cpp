@@ -1,6 +1,7 @@
 // An instrumented program for the arm4-prometheus tests, measured through
 // whatever libarm4.so the library loads (CTest puts arm4-prometheus first).
-// Prints "arm on" or "arm off" once the ARM application is registered, then:
+// Prints "arm on" or "arm off" once the ARM application is registered, and
+// "nulls refused" when the runtime refuses null output pointers; then:
 //
 //   arm_prometheus_program run GOOD FAILED [NAMES]
 //     runs GOOD good and FAILED failed "Checkout" transactions over three
@@ -12,6 +13,8 @@
 //     it prints how many ran;
 //
 // and keeps serving until standard input ends, so that the test can scrape it.
+#include <dlfcn.h>
+
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
@@ -20,6 +23,7 @@
 #include <vector>
 
 #include "zel/arm.h"
+#include "zel/arm4.h"
 
 namespace {
 
@@ -57,6 +61,18 @@ int main(int argc, char** argv) {
     ArmApplication::start_application(nullptr, Zel::UString(), Zel::UString());
   }
   std::printf("arm %s\n", ArmApplication::g_level != 0 ? "on" : "off");
+  // The runtime the library loaded, asked directly: -2 is its null-argument error.
+  void* runtime = dlopen("libarm4.so", RTLD_NOW | RTLD_NOLOAD);
+  const auto message = runtime != nullptr ? reinterpret_cast<decltype(&arm_get_error_message)>(
+                                                dlsym(runtime, "arm_get_error_message"))
+                                          : nullptr;
+  const auto arrival = runtime != nullptr ? reinterpret_cast<decltype(&arm_get_arrival_time)>(
+                                                dlsym(runtime, "arm_get_arrival_time"))
+                                          : nullptr;
+  if (message != nullptr && arrival != nullptr && message(ARM_CHARSET_UTF8, -2, nullptr) == -2 &&
+      arrival(nullptr) == -2) {
+    std::printf("nulls refused\n");
+  }
   std::fflush(stdout);
 
   const bool busy = mode == "busy";
