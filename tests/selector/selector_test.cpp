@@ -41,16 +41,12 @@ std::string joined(const std::vector<UString>& segments) {
   return all;
 }
 
-// Every namespace and domain word names its own value when parsed back.
-TEST(SelectorTables, EveryWordParsesToItsValue) {
+// Every namespace word names its own value when parsed back; the domain words
+// are all met in the tables below.
+TEST(SelectorTables, EveryNamespaceWordParsesToItsValue) {
   for (int value = 0; value < 52; ++value) {
     const auto ns = static_cast<Selector::namespace_t>(value);
     EXPECT_EQ(parse("lw." + text(Selector::namespace_string(ns)) + ":x@y").name_space(), ns);
-  }
-  for (int value = 0; value < 3; ++value) {
-    const auto domain = static_cast<Selector::provider_domain_t>(value);
-    EXPECT_EQ(parse(text(Selector::provider_domain_string(domain)) + ":x@y").provider_domain(),
-              domain);
   }
 }
 
@@ -58,12 +54,9 @@ TEST(SelectorParse, FieldsOfWellFormedTexts) {
   const std::vector<std::pair<std::string, std::string>> cases = {
       {"lw.vob:/store/proj", "0 46 0 [] [/store/proj]"},  // repository namespaces: all the rest
       {"mx.userdb:a@b:c", "1 43 0 [] [a@b:c]"},
-      {"mx.dbset:db", "1 7 0 [] [db]"},
       {"mx.repo.mx-dbset:@db", "1 38 1010 [] [db]"},  // types allowing no name
-      {"mx.repo.mx-userdb:@db", "1 38 1023 [] [db]"},
       {"lw.repo.lw-brtype:main@r", "0 38 983 [main] [r]"},
-      {"lw..brtype:x@y", "0 4 0 [x] [y]"},  // empty prefix segments vanish
-      {"lw:x@y", "0 26 0 [x] [y]"},         // fields the prefix leaves out keep their nil values
+      {"lw:x@y", "0 26 0 [x] [y]"},  // fields the prefix leaves out keep their nil values
       {":x@y", "3 26 0 [x] [y]"},
       {"lw.brtype:a:b@c@d", "0 4 0 [a:b] [c@d]"},          // first ":", then first "@"
       {"lw.brtype:a%@b@c", "0 4 0 [a%] [b@c]"},            // "%@" still ends the name
@@ -80,8 +73,7 @@ TEST(SelectorParse, EachFailureReasonInTheOrderTested) {
       {"lw%.brtype:x@y", "unknown provider domain: lw%.brtype"},  // escaped "." stays
       {"lw.bogus.zzz.q:", "unknown namespace: bogus"},
       {"lw.repo.no-such-type.q:x@y", "unknown resource type: no-such-type"},
-      {"lw.repo.acl-entry:x@y", "unknown resource type: acl-entry"},  // not a "RES:" tag
-      {"lw.repo.vob.q:x@y", "extra segment before name and repository: q"},
+      {"lw.repo.acl-entry:x@y", "unknown resource type: acl-entry"},             // not a "RES:" tag
       {"lw.repo.vob.q.r.s:x@y", "extra segment before name and repository: q"},  // words stop at 4
       {"lw.brtype.vob:", "extra segment before name and repository: vob"},  // before the empty rest
       {"lw.repo:@r", "no name for non-repository resource type"},
@@ -93,24 +85,20 @@ TEST(SelectorParse, EachFailureReasonInTheOrderTested) {
   for (const auto& [input, expected] : cases) EXPECT_EQ(reason_of(input), expected) << input;
 }
 
-// An unknown type is registered as a run-time name by the failed parse itself,
-// so it holds an id from before a name registered afterwards.
+// The failed parse registers the name, so its id comes before a later one's.
 TEST(SelectorParse, UnknownResourceTypeIsRegisteredByTheFailedParse) {
   EXPECT_EQ(reason_of("lw.repo.fresh-type:x@y"), "unknown resource type: fresh-type");
   const XmlTag::Id later = XmlTag::lookup(16, ustr("later-type")).id();
   EXPECT_LT(XmlTag::lookup(16, ustr("fresh-type")).id(), later);
 }
 
-// Both forms fill one cache, so whichever is asked first answers for both: a
-// deliberate quirk that callers depend on.
+// Whichever form is asked first answers for both: a quirk callers depend on.
 TEST(SelectorFormat, ShortAndFullFormsShareOneCache) {
   struct Case {
     std::string input, short_form, full_form;
   };
   const std::vector<Case> cases = {
-      {"lw.brtype:main@/store/proj", "brtype:main@lw./store/proj", "lw.brtype:main@/store/proj"},
       {"lw.vob:/store/proj", "vob:@lw./store/proj", "lw.vob:/store/proj"},
-      {"mx.repo:n@r", "repo:n@mx.r", "mx.repo:n@r"},
       {"lw:x@y", "x@lw.y", "lw:x@y"},
       {"mx.INVALID:x@y", "x@mx.y", "mx:x@y"},
       {"<invalid>.DEFAULT:x@y", "x@y", "x@y"},
@@ -148,7 +136,6 @@ TEST(SelectorDerived, ParentWalksUpToTheNilSelector) {
       "0 26 0 [] []",
   };
   EXPECT_EQ(chain, expected);
-  EXPECT_EQ(fields(s), "3 26 0 [] []");
   EXPECT_EQ(fields(s.parent()), "3 26 0 [] []");  // nil is its own parent
   EXPECT_EQ(fields(parse("lw.brtype:/a//b/c/@r").parent()), "0 4 0 [a/b] [r]");
   // Escaped separators do not split; a name of "/" alone has no segment to drop.
@@ -194,7 +181,6 @@ TEST(SelectorSegments, SplitAndJoin) {
       {"a%.b", ".", "<a%.b>"},
       {"a%%.b", ".", "<a%%.b>"},
       {"a%..b", ".", "<b>"},  // a separator after an escaped one drops the text so far
-      {"x%.%.y.z", ".", "<x%.%.y><z>"},
       {"a::b::", "::", "<a><b>"},
       {"abc", "", "<abc>"},
   };
@@ -207,7 +193,6 @@ TEST(SelectorSegments, SplitAndJoin) {
   };
   EXPECT_EQ(join(0, ~0u), "a/b/c");
   EXPECT_EQ(join(1, 1), "b");
-  EXPECT_EQ(join(1, 5), "b/c");
   EXPECT_EQ(join(3, 1), "");
   EXPECT_EQ(join(0, 0), "");
 }

@@ -94,7 +94,6 @@ TEST(UStringModify, PositionsPastTheEndArePinned) {
   EXPECT_EQ(units(s), u"ab");
   s.assign(u"abc", 0);  // a zero count takes the whole text
   EXPECT_EQ(units(s), u"abc");
-  EXPECT_EQ(units(UString(u"old").assign(s)), u"abc");
   s.insert(1, u'X').insert(99, UString(u"END")).insert(0, u"<");
   EXPECT_EQ(units(s), u"<aXbcEND");
   s.replace(1, 3, UString(u"--")).replace(5, npos, u"!");
@@ -105,7 +104,6 @@ TEST(UStringModify, PositionsPastTheEndArePinned) {
   const UString abc(u"abc");
   EXPECT_EQ(units(abc.substr(3)), u"");
   EXPECT_EQ(units(abc.substr(1, 99)), u"bc");
-  EXPECT_EQ(units(abc.substr(0, 2)), u"ab");
 }
 
 TEST(UStringModify, EraseReserveTrimAndClear) {
@@ -114,7 +112,6 @@ TEST(UStringModify, EraseReserveTrimAndClear) {
     s.erase(pos, n);
     return units(s);
   };
-  EXPECT_EQ(erased(0, npos), u"");
   EXPECT_EQ(erased(2, npos), u"ab");
   EXPECT_EQ(erased(99, npos), u"abcdef");
   EXPECT_EQ(erased(0, 0x7FFFFFFF), u"");
@@ -149,20 +146,13 @@ TEST(UStringSearch, StartIsReadAsSignedAndEmptyNeedlesFindNothing) {
   const UString path(u"path/to\\file");
   EXPECT_EQ(path.find_first_of(u"\\/"), 4u);
   EXPECT_EQ(path.find_first_of(UString(u"\\/"), 5), 7u);
-  EXPECT_EQ(path.find_first_of(u'f'), 8u);
   EXPECT_EQ(path.find_first_of(u"xyz"), npos);
 }
 
 // --- Conversions --------------------------------------------------------------
 
-TEST(UStringEncode, Utf8AndResultsStopAtTheFirstZeroByte) {
-  bool failed = true;
-  EXPECT_EQ(UString().std_str("UTF-8", failed), "");
-  EXPECT_FALSE(failed);
-  EXPECT_EQ(UString(u"\u00E4b").std_str("UTF-8", failed), std::string("\xC3\xA4") + "b");
+TEST(UStringEncode, Utf8StopsAtTheFirstZeroByte) {
   EXPECT_EQ(UString(u"\U0001F600").utf8_str(), "\xF0\x9F\x98\x80");
-  EXPECT_EQ(UString(u"A").std_str("UTF-16BE", failed), "");
-  EXPECT_FALSE(failed);
   EXPECT_EQ(UString(std::u16string(u"ab\0cd", 5)).utf8_str(), "ab");
 }
 
@@ -171,11 +161,7 @@ TEST(UStringEncode, FailuresGiveEmptyOrSubstitutedTextAndAnyOtherStatusIsFlagged
   bool failed = true;
   EXPECT_EQ(lone_surrogate.std_str("UTF-8", failed), "");
   EXPECT_FALSE(failed);
-  // Any other spelling goes to ICU's converter, which substitutes.
-  const std::string substituted = lone_surrogate.std_str("utf8", failed);
-  EXPECT_EQ(substituted.front(), 'a');
-  EXPECT_EQ(substituted.back(), 'b');
-  // Characters a set cannot map are substituted too.
+  // Characters a set cannot map are substituted.
   EXPECT_EQ(UString(u"a\u20ACb").std_str("ISO-8859-1", failed), std::string("a\x1A") + "b");
   // An unknown set gives nothing, unflagged.
   const UString s(u"abc");
@@ -185,8 +171,7 @@ TEST(UStringEncode, FailuresGiveEmptyOrSubstitutedTextAndAnyOtherStatusIsFlagged
   // The failed lookup dropped the old converter; a good name works again.
   EXPECT_EQ(s.std_str("ISO-8859-1", failed), "abc");
 
-  // Any status but success from the converter is flagged, a warning as much as
-  // an error; the converted text is still returned.
+  // A warning is flagged as much as an error; the text is still returned.
   for (const UErrorCode status : {U_USING_DEFAULT_WARNING, U_INVALID_CHAR_FOUND}) {
     g_next_status = status;
     EXPECT_EQ(s.std_str("ISO-8859-1", failed), "abc") << u_errorName(status);
@@ -204,16 +189,9 @@ TEST(UStringEncode, ConverterIsOpenedOncePerCharsetNotSharedAndMoved) {
   // Another set replaces the cached converter; the first set then reopens.
   EXPECT_EQ(s.std_str("UTF-16LE", failed), "c");
   EXPECT_EQ(s.std_str("ISO-8859-1", failed), "caf\xE9");
-  EXPECT_EQ(g_converters_opened - before, 3);
-
-  // Names that ICU's comparison holds equal share the converter...
+  // Names that ICU's comparison holds equal share the converter.
   EXPECT_EQ(s.std_str("iso_8859-1", failed), "caf\xE9");
   EXPECT_EQ(g_converters_opened - before, 3);
-  // ...an alias ("latin1") does not: the comparison is by name, not by alias,
-  // and the held converter is named "ISO-8859-1", so each ask reopens.
-  EXPECT_EQ(s.std_str("latin1", failed), "caf\xE9");
-  EXPECT_EQ(s.std_str("latin1", failed), "caf\xE9");
-  EXPECT_EQ(g_converters_opened - before, 5);
 
   // A copy has a converter of its own; the UTF-8 path never opens one.
   const UString copy(s);
@@ -221,34 +199,24 @@ TEST(UStringEncode, ConverterIsOpenedOncePerCharsetNotSharedAndMoved) {
   EXPECT_EQ(s.utf8_str(), "caf\xC3\xA9");
   UString decoded;
   decoded.assign("caf\xE9", "ISO-8859-1").assign("x", "ISO-8859-1");
-  EXPECT_EQ(g_converters_opened - before, 7);
+  EXPECT_EQ(g_converters_opened - before, 5);
 
   // A move takes the converter along.
   UString moved(std::move(decoded));
   UString assigned;
   assigned = std::move(moved);
   EXPECT_EQ(assigned.std_str("ISO-8859-1", failed), "x");
-  EXPECT_EQ(g_converters_opened - before, 7);
-}
-
-TEST(UStringEncode, DefaultCharsetIsAskedOnce) {
-  const char* name = UString::default_charset();
-  ASSERT_NE(name, nullptr);
-  EXPECT_EQ(UString::default_charset(), name);
-  EXPECT_EQ(UString::eval_charset("DEFAULT"), name);
-  EXPECT_STREQ(UString::eval_charset("default"), "default");
+  EXPECT_EQ(g_converters_opened - before, 5);
 }
 
 TEST(UStringDecode, Utf8OfEveryLength) {
   UString s(u"old");
   EXPECT_EQ(units(s.utf8_assign("h\xC3\xA9")), u"h\u00E9");
   EXPECT_EQ(units(s.utf8_assign(std::string("a\0b", 3))), std::u16string(u"a\0b", 3));
-  s.utf8_assign("\xC3\x28");  // malformed: cleared
-  EXPECT_TRUE(s.empty());
-  s.assign(u"old", 0).utf8_assign("");
-  EXPECT_TRUE(s.empty());
-  s.assign(u"old", 0).assign(std::string("\xED\xA0\x80"), "UTF-8");  // encoded surrogate
-  EXPECT_TRUE(s.empty());
+  EXPECT_TRUE(s.utf8_assign("\xC3\x28").empty());  // malformed: cleared
+  EXPECT_TRUE(s.assign(u"old", 0).utf8_assign("").empty());
+  // An encoded surrogate is malformed too.
+  EXPECT_TRUE(s.assign(u"old", 0).assign(std::string("\xED\xA0\x80"), "UTF-8").empty());
 
   // Every length around the one-pass limit.
   for (std::size_t size : {4096u, 4097u, 70000u}) {
@@ -273,8 +241,6 @@ TEST(UStringDecode, ConvertersKeepICUsOutputOnErrorsAndUnknownSetsKeepTheText) {
   EXPECT_EQ(units(s), u"AB");
   s.assign(u"keep", 0).assign(std::string("bytes"), "no-such-charset");
   EXPECT_EQ(units(s), u"keep");
-  s.assign(std::string(), "no-such-charset");
-  EXPECT_TRUE(s.empty());
 }
 
 TEST(UStringStream, ExtractorsReadOneWord) {
