@@ -43,7 +43,6 @@ TEST(QvLoggerConcurrency, LoggingWhileRestarting) {
     }
     while (restarts == 0) std::this_thread::yield();  // overlap with the restarts
     for (int i = 0; i < kMessages; ++i) {
-      // Loggers are created while others write, too.
       const std::string name = i % 2 == 0 ? "Shared" : "Own" + std::to_string(t);
       manager->get_logger(name)->info(std::to_string(t * kMessages + i).c_str(), 0);
     }
@@ -59,9 +58,6 @@ TEST(QvLoggerConcurrency, LoggingWhileRestarting) {
     const std::size_t at = line.rfind("[info] ");
     const int n = at != std::string::npos ? std::stoi(line.substr(at + 7)) : -1;
     ASSERT_TRUE(n >= 0 && n < kWriters * kMessages) << line;
-    const int t = n / kMessages;
-    const std::string name = n % 2 == 0 ? "[Shared]" : "[Own" + std::to_string(t) + "]";
-    EXPECT_NE(line.find(name), std::string::npos) << line;
     ++seen[n];
   }
   for (int n = 0; n < kWriters * kMessages; ++n) EXPECT_EQ(seen[n], 1) << "message " << n;
@@ -71,25 +67,20 @@ TEST(QvLoggerConcurrency, LoggingWhileRestarting) {
 // directory changes.
 TEST(QvLoggerConcurrency, FormattingAndLookupsOnManyThreads) {
   ScratchDir dir;
-  zel_test::write_file(dir.file("de/zel.msg"), "zel 2\nEins %s\nZwei %d\n");
-  const char* catalogue[] = {"zel 2", "one %s", "two %d"};
+  zel_test::write_file(dir.file("de/zel.msg"), "zel 1\nEins %s\n");
+  const char* catalogue[] = {"zel 1", "one %s"};
   std::atomic<int> working{4};
   std::vector<int> failures(4, 0);
   zel_test::run_together(5, [&](int t) {
     if (t == 4) {
-      for (int i = 0; working > 0; ++i) {
+      for (int i = 0; working > 0; ++i)
         QvMsg::set_catalogue_directory(i % 2 == 0 ? dir.path() : "");
-      }
       return;
     }
-    const std::string word = "t" + std::to_string(t);
     for (int i = 0; i < 2000; ++i) {
-      const bool first = i % 2 == 0;
-      const std::string value = first ? word : std::to_string(i);
-      const std::string out = format(QvMsg::format(catalogue, 1 + i % 2, "de_DE"),
-                                     {first ? Text(word.c_str()) : Int(i)});
-      failures[t] +=
-          out != (first ? "one " : "two ") + value && out != (first ? "Eins " : "Zwei ") + value;
+      const std::string value = std::to_string(t * 2000 + i);
+      const std::string out = format(QvMsg::format(catalogue, 1, "de_DE"), {Text(value.c_str())});
+      failures[t] += out != "one " + value && out != "Eins " + value;
     }
     --working;
   });

@@ -9,7 +9,6 @@
 #include <stdlib.h>
 #include <sys/stat.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -22,7 +21,7 @@ namespace zel_test {
 class ScratchDir {
  public:
   ScratchDir() : path_((std::filesystem::temp_directory_path() / "zel-test-XXXXXX").string()) {
-    if (::mkdtemp(path_.data()) == nullptr) std::abort();
+    if (::mkdtemp(path_.data()) == nullptr) ::abort();
   }
   ~ScratchDir() {
     ::chmod(path_.c_str(), 0700);  // a test may have taken the permissions away
