@@ -24,10 +24,11 @@ TEST(QvMsgCatalogue, NumbersAndHeaders) {
   };
   const std::string none = QvMsg::NOT_FOUND;
   const std::vector<Case> cases = {
-      {"zel 2", 1, "one"},    {"zel 2", 2, "two"},     {"zel  2 ", 2, "two"},
-      {"zel 2", 3, none},     {"zel 2", 0, none},      {"zel 0", 1, none},
-      {nullptr, 1, "(null)"}, {"zel", 1, "(null)"},    {"zel -1", 1, "(null)"},
-      {" 1", 1, "(null)"},    {"zel 1x", 1, "(null)"}, {"zel 99999999999", 1, "(null)"},
+      {"zel 2", 1, "one"},          {"zel 2", 2, "two"},     {"zel  2 ", 2, "two"},
+      {"zel 2", 3, none},           {"zel 2", 0, none},      {"zel 0", 1, none},
+      {nullptr, 1, "(null)"},       {"zel", 1, "(null)"},    {"zel -1", 1, "(null)"},
+      {" 1", 1, "(null)"},          {"zel 1x", 1, "(null)"}, {"zel 1000000001", 1, "(null)"},
+      {"zel 1000000000", 1, "one"},
   };
   for (const Case& c : cases) {
     const char* catalogue[] = {c.header, "one", "two", "beyond the count"};

@@ -27,11 +27,13 @@ TEST(Neutralise, EscapesEachClassAndNothingElse) {
        "plain \\n\ttab caf\xc3\xa9 \xe2\x82\xac \xf0\x9f\x98\x80 \xc2\xa0 \xe2\x80\xaa"},
       {"\x01\x1b\x1f\x7f|\x0b\x0c", "\\x01\\x1b\\x1f\\x7f|\\x0b\\x0c"},
       {"\xc2\x80\xc2\x85\xc2\x9f|\xe2\x80\xa8\xe2\x80\xa9", "\\u0080\\u0085\\u009f|\\u2028\\u2029"},
-      // Stray continuation, overlong forms, a surrogate, above U+10FFFF,
-      // sequences cut short by another character and by the end.
-      {"\x80|\xc0\xaf|\xe0\x80\xaf|\xf0\x8f\xbf\xbf|\xed\xa0\x80|\xf4\x90\x80\x80|\xff",
+      // Stray continuation, overlong forms, a surrogate, above U+10FFFF (also
+      // by a lead byte no sequence starts with), sequences cut short by
+      // another character and by the end.
+      {"\x80|\xc0\xaf|\xe0\x80\xaf|\xf0\x8f\xbf\xbf|\xed\xa0\x80|\xf4\x90\x80\x80|\xf5\x80\x80\x80|"
+       "\xff",
        "\\x80|\\xc0\\xaf|\\xe0\\x80\\xaf|\\xf0\\x8f\\xbf\\xbf|\\xed\\xa0\\x80|\\xf4\\x90\\x80\\x80|"
-       "\\xff"},
+       "\\xf5\\x80\\x80\\x80|\\xff"},
       {"\xf0\x9f\x98|x\xe2\x82", "\\xf0\\x9f\\x98|x\\xe2\\x82"},
   };
   ScratchDir dir;
