@@ -6,9 +6,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstring>
-#include <utility>
 #include <vector>
 
 #include "zel/oid.h"
@@ -40,13 +40,10 @@ inline std::uint32_t pid_bits_of(const Zel::Uuid& u) {
 // Sorts sortable copies of the 16 bytes: duplicate checks run over millions of ids.
 template <typename Id>
 void expect_all_distinct(const std::vector<Id>& ids) {
-  std::vector<std::pair<std::uint64_t, std::uint64_t>> keys(ids.size());
+  std::vector<std::array<unsigned char, sizeof(qbs_uuid_s)>> keys(ids.size());
   for (std::size_t i = 0; i < ids.size(); ++i) {
     const qbs_uuid_s raw = ids[i];
-    std::uint64_t halves[2];
-    static_assert(sizeof halves == sizeof raw, "qbs_uuid_s is 16 bytes");
-    std::memcpy(halves, &raw, sizeof raw);
-    keys[i] = {halves[0], halves[1]};
+    std::memcpy(keys[i].data(), &raw, sizeof raw);
   }
   std::sort(keys.begin(), keys.end());
   EXPECT_EQ(std::adjacent_find(keys.begin(), keys.end()), keys.end())

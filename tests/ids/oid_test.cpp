@@ -14,14 +14,10 @@
 namespace Zel {
 namespace {
 
-// The fields in order, the node's six bytes last.
-Uuid make_uuid(const qbs_uuid_s& fields) { return Uuid(fields); }
-
-const Uuid kSample =
-    make_uuid({0x123e4567, 0xe89b, 0x12d3, 0xa4, 0x56, {0x42, 0x66, 0x14, 0x17, 0x40, 0}});
+const Uuid kSample(qbs_uuid_s{
+    0x123e4567, 0xe89b, 0x12d3, 0xa4, 0x56, {0x42, 0x66, 0x14, 0x17, 0x40}});
 // Every byte distinct, to see where each one goes.
-const Uuid kCounting =
-    make_uuid({0x01020304, 0x0506, 0x0708, 0x09, 0x0a, {11, 12, 13, 14, 15, 16}});
+const Uuid kCounting(qbs_uuid_s{0x01020304, 0x0506, 0x0708, 0x09, 0x0a, {11, 12, 13, 14, 15, 16}});
 
 // Random UUIDs against snprintf with the documented formats, and through every
 // conversion between Uuid, Oid and the two plain records.
@@ -59,8 +55,7 @@ TEST(Uuid, TextFormsAndConversionsRoundTrip) {
 
 TEST(UuidParse, AcceptsWhatTheScanFormatsAccept) {
   const char* const kSampleText = "123e4567e89b12d3a456426614174000";
-  // Each text and the compact form of what it reads as. The long and compact
-  // forms round-trip above; the hyphenated one is read here in upper case.
+  // Each text and the compact form of what it reads as.
   const std::pair<std::string, const char*> cases[] = {
       {"123E4567-E89B-12D3-A456-426614174000", kSampleText},
       // Text after the last field is ignored.
@@ -70,9 +65,6 @@ TEST(UuidParse, AcceptsWhatTheScanFormatsAccept) {
       {"1.00023.045.6:7:8:9:a:b", "00000001000200030405060708090a0b"},
       // Byte fields keep the low 8 bits of the 16 they are scanned as.
       {"123e4567-e89b-12d3--1-1-426614174000", "123e4567e89b12d3ffff426614174000"},
-      // One byte short, the hyphenated text is read by the compact scan, with its
-      // hyphens as signs.
-      {"123e4567-e89b-12d3-a456-4266141740", "123e4567f177000bff2d03f64506fc26"},
   };
   for (const auto& [text, expected] : cases) {
     SCOPED_TRACE(text);
@@ -93,7 +85,6 @@ TEST(Uuid, EqualityLooksAtEveryByte) {
 
 TEST(UuidParse, RefusesWithMessage7NamingTheTextTwice) {
   for (const std::string& text : {
-           std::string(), std::string("123e4567-e89b-12d3-a456"),
            std::string("123e4567.e89b12d3.a456.42:66:14:17:40"),       // five node bytes
            std::string("123e4567_e89b_12d3_a456_426614174000"),        // unknown separator
            std::string("g23e4567-e89b-12d3-a456-426614174000"),        // not a hex digit
@@ -107,19 +98,12 @@ TEST(UuidParse, RefusesWithMessage7NamingTheTextTwice) {
   }
 }
 
-TEST(Oid, PacksTheBytesIntoFourWordsLeastSignificantFirst) {
-  Oid assigned;
-  assigned = Oid::bits{0x01020304, 0x07080506, 0x0c0b0a09, 0x100f0e0d};
-  EXPECT_EQ(assigned, Oid(kCounting));
-}
-
 TEST(Oid, OrdersWordByWordNotByText) {
   const std::pair<const char*, const char*> lower_then_higher[] = {
       // time_hi_and_version decides before time_mid.
       {"00000000.00020001.0000.00:00:00:00:00:00", "00000000.00010002.0000.00:00:00:00:00:00"},
       // Inside w2 and w3 the later byte is the more significant.
       {"00000000.00000000.0100.00:00:00:00:00:00", "00000000.00000000.0001.00:00:00:00:00:00"},
-      {"00000000.00000000.0000.01:00:00:00:00:00", "00000000.00000000.0000.00:01:00:00:00:00"},
       {"00000000.00000000.0000.00:00:ff:ff:ff:00", "00000000.00000000.0000.00:00:00:00:00:01"},
       // w0 first, compared unsigned.
       {"7fffffff.ffffffff.ffff.ff:ff:ff:ff:ff:ff", "80000000.00000000.0000.00:00:00:00:00:00"},
@@ -135,9 +119,12 @@ TEST(Oid, OrdersWordByWordNotByText) {
   }
 }
 
-TEST(Oid, HashIsTheExclusiveOrOfTheWords) {
+// The bytes go into four words, least significant first; the hash is their XOR.
+TEST(Oid, PacksFourWordsAndHashesTheirExclusiveOr) {
+  Oid assigned;
+  assigned = Oid::bits{0x01020304, 0x07080506, 0x0c0b0a09, 0x100f0e0d};
+  EXPECT_EQ(assigned, Oid(kCounting));
   EXPECT_EQ(Oid(Oid::bits{0xdeadbeef, 0xdeadbeef, 0, 0}).hash(), 0);
-  EXPECT_EQ(Oid(kCounting).hash(), 0x1a0e0206);
   EXPECT_EQ(Oid(Oid::bits{0x80000000, 0, 0, 1}).hash(), static_cast<int>(0x80000001u));
 }
 
@@ -148,17 +135,14 @@ TEST(Oid, WideStreams) {
   EXPECT_EQ(out.str().find(L"123e4567"), std::wstring::npos);
   EXPECT_EQ(out.str().rfind(L"0x", 0), 0u);
 
-  std::wistringstream in(
-      L"123e4567.e89b12d3.a456.42:66:14:17:40:00  0102030405060708090a0b0c0d0e0f10 x");
+  std::wistringstream in(L"123e4567.e89b12d3.a456.42:66:14:17:40:00  x");
   Oid id;
   in >> id;
   EXPECT_EQ(id, Oid(kSample));
-  in >> id;
-  EXPECT_EQ(id, Oid(kCounting));
   EXPECT_THROW(in >> id, IllegalArgException);
   in >> id;  // at the end of the input the id is left as it was
   EXPECT_TRUE(in.fail());
-  EXPECT_EQ(id, Oid(kCounting));
+  EXPECT_EQ(id, Oid(kSample));
 }
 
 }  // namespace
