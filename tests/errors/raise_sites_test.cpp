@@ -1,5 +1,5 @@
-// One row per place that builds a catalogued error (sites sharing a helper share
-// one row): the class thrown, the reason code, the message number, argument kinds.
+// Every place the library raises a catalogued error, one row each: the class it
+// throws, the reason code, the message number and the kind of every argument.
 // Code that inspects the arguments, and translated catalogues written for them,
 // rely on the kinds: a changed kind is a fault even when the text reads the same.
 
@@ -50,6 +50,8 @@ TEST(RaiseSites, ThrowTheCataloguedMessageWithArgumentsOfTheRightKinds) {
   zel_test::write_file(truncated, "\x01");
   Credentials many_groups;  // more than stdio buffers, so a write itself fails
   for (int i = 0; i < 2000; ++i) many_groups.groups().push_back(Identity::from_str(ustr("1:0201")));
+  // Identities from 32,768 to 65,535 bytes fit the text form but not the length.
+  const UString too_long = ustr("32768:" + std::string(2 * 32769, '0'));
 
   // Not reachable from a test: Uuid::gen's QZMLK0651E (an int) needs a host
   // without a node, and the temporary directory's QZMLK0669E a directory name
@@ -58,11 +60,18 @@ TEST(RaiseSites, ThrowTheCataloguedMessageWithArgumentsOfTheRightKinds) {
   std::vector<std::pair<std::function<void()>, const char*>> sites = {
     {[] { Uuid::from_string("xyz"); }, "I 39 7 BU"},
     {[] { Identity::from_str(ustr("0100")); }, "I 39 8 BU"},
+    {[] { Identity::from_str(ustr("-1:00")); }, "I 39 9 BU"},
+    {[&] { Identity::from_str(too_long); }, "I 39 9 BU"},
+    {[] { Identity::from_str(ustr("3:010aff")); }, "I 39 10 BU"},
+    {[] { Identity::from_str(ustr("2:010AFF")); }, "I 39 11 BU"},
     {[] { Selector s(ustr("no separator")); }, "S 39 21 UU"},
     {[] { XmlTag(0, u"repeated", XmlTag::ACL_ENTRY); }, "S 39 3 UUU"},
     {[] { XmlTag(0, u"x", 5000); }, "I 39 4 B"},
+    {[] { XmlTag::lookup(174); }, "S 39 3 UUU"},
+    {[] { XmlTag::format(XmlTag::FORMAT_START, 174, XmlTag::EMPTY_NS_PREFIX); }, "S 39 3 UUU"},
     {[] { XmlTag::lookup(-1); }, "I 39 5 "},
     {[] { XmlTag::lookup(XmlTag::NsId{-1}, ustr("x")); }, "I 39 6 "},
+    {[] { XmlTag::ns_URI(-1); }, "I 39 4 B"},
     {[] { XmlTag::ns_abbreviation(-1); }, "I 39 4 B"},
     {[] { Fileutl::make_tmp_object(ustr("no-such-dir/TMP"), false); }, "Q 40 14 T"},
     {[] { Fileutl::delete_tmp_file(UString(std::u16string(1, u'\0'))); }, "R 39 19 U"},
