@@ -79,7 +79,7 @@ case "$mode" in
     ZEL_ARM_PROMETHEUS=127.0.0.1:$port start app 3 run 120 7
     wait_for app ran
     grep -qx 'arm on' "$tmp/app.out" || fail "ARM is off"
-    grep -qx 'nulls refused' "$tmp/app.out" || fail "null output pointers were not refused"
+    grep -qx 'nulls refused' "$tmp/app.out" || fail "a null message buffer was not refused"
     scrape "$port"
     series='application="zel-test",status="%s",transaction="Checkout"'
     good=$(printf "$series" good)
