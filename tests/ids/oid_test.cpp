@@ -63,6 +63,8 @@ TEST(UuidParse, AcceptsWhatTheScanFormatsAccept) {
       // Widths are maximum widths: a separator may end a group early.
       {"1-2-3-0405-060708090a0b", "00000001000200030405060708090a0b"},
       {"1.00023.045.6:7:8:9:a:b", "00000001000200030405060708090a0b"},
+      // A ':' is no hex digit: the last byte is read as its first digit alone.
+      {"123e4567e89b12d3a45642661417400:", "123e4567e89b12d3a456426614174000"},
       // Byte fields keep the low 8 bits of the 16 they are scanned as.
       {"123e4567-e89b-12d3--1-1-426614174000", "123e4567e89b12d3ffff426614174000"},
   };

@@ -58,6 +58,10 @@ check tag-free-id         1 ""             "QZMLK0653E"              '' -- tag 1
 check tag-unknown-id      1 ""             "QZMLK0655E"              '' -- tag 99999
 check tag-unknown-ns      1 ""             "unknown namespace 'FOO:'" '' -- tag FOO: x
 check tag-not-a-number    2 ""             "not a tag id"            '' -- tag ACL:
+check tag-largest-id      1 ""             "QZMLK0655E"              '' -- tag 2147483647
+check tag-least-id        1 ""             "QZMLK0655E"              '' -- tag -2147483648
+check tag-too-large       2 ""             "not a tag id"            '' -- tag 2147483648
+check tag-too-small       2 ""             "not a tag id"            '' -- tag -2147483649
 check tag-bad-format      2 ""             -                         '' -- tag 3 --format middle
 check tag-prefix-alone    2 ""             "needs --format"          '' -- tag 3 --prefix A
 check tags-of-namespace   0 "$(hex '1125\tVENDOR_KORDA\tVENDOR:\tKORDA\n1126\tVENDOR_MS_ACCESS\tVENDOR:\tMS_ACCESS\n1127\tVENDOR_ORACLE\tVENDOR:\tORACLE\n1128\tVENDOR_SQL_ANYWHERE\tVENDOR:\tSQL_ANYWHERE\n1129\tVENDOR_SQL_SERVER\tVENDOR:\tSQL_SERVER\n')" - '' -- tags VENDOR:

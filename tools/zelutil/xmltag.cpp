@@ -2,7 +2,6 @@
 #include "zel/xmltag.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
 #include <iostream>
 #include <iterator>
@@ -65,10 +64,10 @@ XmlTag::NsId namespace_named(const std::string& abbreviation) {
 }
 
 XmlTag::Id parse_id(const std::string& word) {
-  errno = 0;
+  // strtoll gives its extremes for a number out of its range: the bounds refuse those too.
   char* end = nullptr;
   const long long value = std::strtoll(word.c_str(), &end, 10);
-  if (word.empty() || *end != 0 || errno == ERANGE || value < INT32_MIN || value > INT32_MAX) {
+  if (word.empty() || *end != 0 || value < INT32_MIN || value > INT32_MAX) {
     throw CLI::ValidationError("ID", "'" + word + "' is not a tag id; give ID, or NS: NAME");
   }
   return static_cast<XmlTag::Id>(value);
