@@ -24,7 +24,7 @@
 #include <cstdint>
 #include <cstring>
 #include <iterator>
-#include <map>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -145,9 +145,8 @@ class WordIndex {
   std::size_t size_ = 0;
 };
 
-// Words to values for the parser, values to words for the formatters. The map
-// owns the words and keeps them in UString's order; the parser finds them through
-// an index of views of the map's keys.
+// Words to values for the parser, values to words for the formatters. A set owns
+// the words; the parser finds them through an index of views of the set's words.
 template <class T, std::size_t N>
 class NameIdMap {
  public:
@@ -160,16 +159,14 @@ class NameIdMap {
   const UString& string(T value) const { return strings_[static_cast<std::size_t>(value)]; }
 
   void add(const UChar* text, T value) {
-    const UString word(text);
-    const auto node = ids_.emplace(word, T{}).first;
-    node->second = value;
+    const UString& word = *words_.emplace(text).first;
     strings_[static_cast<std::size_t>(value)] = word;
-    // A key is never changed, and a node never moves: the view stays valid.
-    index_.add(node->first.view(), value);
+    // A word in the set never changes or moves: the view stays valid.
+    index_.add(word.view(), value);
   }
 
  private:
-  std::map<UString, T> ids_;
+  std::set<UString> words_;
   std::array<UString, N> strings_;
   WordIndex<T, N> index_;
 };

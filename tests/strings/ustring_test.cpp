@@ -153,6 +153,7 @@ TEST(UStringSearch, StartIsReadAsSignedAndEmptyNeedlesFindNothing) {
 
 TEST(UStringEncode, Utf8StopsAtTheFirstZeroByte) {
   EXPECT_EQ(UString(u"\U0001F600").utf8_str(), "\xF0\x9F\x98\x80");
+  EXPECT_EQ(UString(u"\u0080").utf8_str(), "\xC2\x80");  // the least unit that is not ASCII
   EXPECT_EQ(UString(std::u16string(u"ab\0cd", 5)).utf8_str(), "ab");
 }
 
@@ -241,6 +242,7 @@ TEST(UStringDecode, ConvertersKeepICUsOutputOnErrorsAndUnknownSetsKeepTheText) {
   EXPECT_EQ(units(s), u"AB");
   s.assign(u"keep", 0).assign(std::string("bytes"), "no-such-charset");
   EXPECT_EQ(units(s), u"keep");
+  EXPECT_TRUE(s.assign(std::string(), "ISO-8859-1").empty());
 }
 
 TEST(UStringStream, ExtractorsReadOneWord) {
